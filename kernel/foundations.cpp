@@ -5,6 +5,8 @@
  * colours, the cursor tables and the language list.
  */
 #include "kernel_internal.h"
+#include "kernelstrings.h"
+#include "lxprintf.h"
 #include "devices/lxtimer_internal.h"
 
 #include <cstring>
@@ -114,12 +116,21 @@ static BOOL LateInitializeTimers(void) {
     LxTimer_LateInitialize();
     return TRUE;
 }
-/* The kernel's HLXLANG and its built-in string table (ids 4000 to 4433)
-   arrive with the language layer. */
-static BOOL OpenKernelLanguage(void) { return TRUE; }
-static void CloseKernelLanguage(void) {}
-/* Separators and other locale answers arrive with the formatter. */
-static BOOL LoadInternationals(void) { return TRUE; }
+/* The kernel's own language block, with its built-in texts (ids 4000 to
+   4433) so that every text has a default without any language file. */
+static BOOL OpenKernelLanguage(void) {
+    if (FAILED(LxLang_Open(&g_hKernelLang, g_hKernelModule, 0, 0))) return FALSE;
+    return SUCCEEDED(LxLang_AddStringTable(g_hKernelLang, g_KernelStringDefaults,
+                                           LXKERNEL_STRINGS_COUNT, LXKERNEL_STRINGS_FIRST));
+}
+static void CloseKernelLanguage(void) {
+    LxLang_DestroyStringTables(g_hKernelLang);
+    LxLang_Close(g_hKernelLang);
+    g_hKernelLang = nullptr;
+}
+/* The locale's separators, and the formatter's tokens built from them and
+   from the kernel's texts, which therefore must be there first. */
+static BOOL LoadInternationals(void) { return SUCCEEDED(LxLang_GetInternationals(nullptr, 0)); }
 
 BOOL Kernel_AttachFoundations(void) {
     BOOL ok = StartTimers(4);
@@ -144,4 +155,5 @@ void Kernel_DetachFoundations(void) {
     g_pLangList = nullptr;
     SetCursor(LoadCursorA(nullptr, (LPCSTR)IDC_ARROW));
     DestroyCursorTables();
+    LxPrintF_Terminate();
 }

@@ -25,7 +25,6 @@ static LONG g_nThreadCount;
 static MLOKRNPREFS g_Prefs;
 static DWORD g_dwHostWords[3];
 static tLXLIST *g_pScratchList;
-static BOOL g_bAppLangOpen;
 
 static const char kTitle[] = "Velmora Kernel";
 static const char kExplorerClass[] = "LxKrn_ExplorerEx_Class";
@@ -145,14 +144,18 @@ LXEXPORT(void) MloKrnSetPrefs(const void *pIn, DWORD cbIn) { StorePrefs(pIn, cbI
 
 /* ---- Host lifetime ---------------------------------------------------- */
 
-/* The host's language handle arrives with the language layer; until then
-   opening it always succeeds. */
+/* The host's language block, on the kernel's module; a second initialise
+   without a terminate replaces it. */
 static BOOL OpenAppLanguage(void) {
-    g_bAppLangOpen = TRUE;
-    return TRUE;
+    LxLang_Close(g_hAppLang);
+    g_hAppLang = nullptr;
+    return SUCCEEDED(LxLang_Open(&g_hAppLang, g_hKernelModule, 0, 0));
 }
 
-static void CloseAppLanguage(void) { g_bAppLangOpen = FALSE; }
+static void CloseAppLanguage(void) {
+    LxLang_Close(g_hAppLang);
+    g_hAppLang = nullptr;
+}
 
 /* The app-wide media pool arrives with the audio store. */
 static void DestroyAppWidePool(void) {}

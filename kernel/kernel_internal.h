@@ -6,6 +6,7 @@
 #define KERNEL_INTERNAL_H
 
 #include "kernel.h"
+#include "lxlang.h"
 #include "lxlist.h"
 #include "lxmetric.h"
 
@@ -18,6 +19,8 @@ extern IUnknown *g_pHostUnknown;
 extern IUnknown *g_pHostServices;
 extern IUnknown *g_pHostDocServices;
 extern tLXLIST *g_pLangList;
+extern HLXLANG g_hKernelLang;
+extern HLXLANG g_hAppLang;
 
 /* Entry points of the loader notifications, called by DllMain. */
 BOOL Kernel_ProcessAttach(HMODULE module);

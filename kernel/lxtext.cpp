@@ -2,67 +2,62 @@
  * Token parsers: read the numbers that the formatter writes, thousand
  * separators included. White space is what the C runtime's multi-byte
  * classification calls space, so a double-byte ideographic space counts too.
+ * Only the ASCII minus is a sign, whatever the locale shows.
  */
 #include "lxtext.h"
+#include "inat.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <mbctype.h>
 #include <mbstring.h>
 
-/* The user's thousand separator, read once. Two threads racing on the first
-   call both store the same text, so a plain set-once flag is enough. */
-static char g_szThousand[8];
-static int g_cchThousand;
-static volatile LONG g_bThousandKnown;
+/* Signed readers copy at most this much of a token. */
+static const int kTokenChars = 63;
 
-static const char *ThousandSeparator(int *pLength) {
-    if (!g_bThousandKnown) {
-        char text[8] = {0};
-        if (!GetLocaleInfoA(LOCALE_USER_DEFAULT, LOCALE_STHOUSAND, text, sizeof text))
-            text[0] = 0;
-        text[sizeof text - 1] = 0;
-        lstrcpynA(g_szThousand, text, sizeof g_szThousand);
-        g_cchThousand = lstrlenA(g_szThousand);
-        InterlockedExchange(&g_bThousandKnown, 1);
-    }
-    *pLength = g_cchThousand;
-    return g_szThousand;
-}
-
-/* Byte length of the character at p and whether it is white space. */
-static int SpaceAt(const char *p, BOOL *pIsSpace) {
+int LxText_SpaceLength(const char *p) {
+    if (!p) return 0;
     unsigned c = (unsigned char)p[0];
-    if (c && _ismbblead(c) && p[1]) {
-        *pIsSpace = _ismbcspace((c << 8) | (unsigned char)p[1]) != 0;
-        return 2;
-    }
-    *pIsSpace = c && _ismbcspace(c) != 0;
-    return 1;
+    if (!c) return 0;
+    if (_ismbblead(c) && p[1])
+        return _ismbcspace((c << 8) | (unsigned char)p[1]) ? 2 : 0;
+    return _ismbcspace(c) ? 1 : 0;
 }
 
 static const char *SkipSpace(const char *p) {
-    for (;;) {
-        BOOL space;
-        int n = SpaceAt(p, &space);
-        if (!space) return p;
-        p += n;
-    }
+    int n;
+    while ((n = LxText_SpaceLength(p)) != 0) p += n;
+    return p;
 }
 
-LXEXPORT(DWORD) LxTextToDWordToken(const char *text, const char **stop) {
+/* The next character boundary: double-byte pairs stay whole. */
+static const char *NextChar(const char *p) {
+    if (_ismbblead((unsigned char)p[0]) && p[1]) return p + 2;
+    return p + 1;
+}
+
+static bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+static bool AtSeparator(const char *p, const char *sep, int cchSep) {
+    return cchSep && strncmp(p, sep, (size_t)cchSep) == 0;
+}
+
+/* Digits with the thousand separator passed anywhere; wraps silently. */
+template <typename T>
+static T ReadDigits(const char *text, const char **stop) {
     if (!text) {
         if (stop) *stop = text;
         return 0;
     }
     int cchSep;
-    const char *sep = ThousandSeparator(&cchSep);
+    const char *sep = Inat_Thousand(&cchSep);
     const char *p = SkipSpace(text);
-    DWORD value = 0;
+    T value = 0;
     for (;;) {
-        if (cchSep && strncmp(p, sep, cchSep) == 0) {
+        if (AtSeparator(p, sep, cchSep)) {
             p += cchSep;
         } else if (*p >= '0' && *p <= '9') {
-            value = value * 10u + (DWORD)(*p - '0');
+            value = value * 10u + (T)(*p - '0');
             p++;
         } else {
             break;
@@ -72,19 +67,225 @@ LXEXPORT(DWORD) LxTextToDWordToken(const char *text, const char **stop) {
     return value;
 }
 
+template <typename T>
+static T ReadHex(const char *text, const char **stop) {
+    if (!text) {
+        if (stop) *stop = text;
+        return 0;
+    }
+    const char *p = SkipSpace(text);
+    if (p[0] == '0' && (p[1] == 'x' || p[1] == 'X')) p += 2;
+    T value = 0;
+    for (;; p++) {
+        unsigned digit;
+        if (*p >= '0' && *p <= '9')
+            digit = (unsigned)(*p - '0');
+        else if (*p >= 'a' && *p <= 'f')
+            digit = (unsigned)(*p - 'a' + 10);
+        else if (*p >= 'A' && *p <= 'F')
+            digit = (unsigned)(*p - 'A' + 10);
+        else
+            break;
+        value = (T)(value << 4) | digit;
+    }
+    if (stop) *stop = p;
+    return value;
+}
+
+/* The signed readers' token: it ends at white space or the end, and that is
+   the stop position whatever the token holds. Its number is rewritten for
+   the C runtime: brackets or a minus make it negative, thousand separators
+   go, the decimal separator becomes a point, anything else ends it. */
+static const char *NormaliseToken(const char *text, char *number, const char **tokenStart) {
+    int cchThousand, cchDecimal;
+    const char *thousand = Inat_Thousand(&cchThousand);
+    const char *decimal = Inat_Decimal(&cchDecimal);
+
+    const char *start = SkipSpace(text);
+    const char *end = start;
+    while (*end) {
+        if (LxText_SpaceLength(end)) {
+            /* Where the locale groups with a space (a no-break space in
+               Swedish or French), the separator between two digits is part
+               of the number, or we could not read what the formatter wrote. */
+            if (end > start && IsDigit(end[-1]) && AtSeparator(end, thousand, cchThousand) &&
+                IsDigit(end[cchThousand])) {
+                end += cchThousand;
+                continue;
+            }
+            break;
+        }
+        end = NextChar(end);
+    }
+    *tokenStart = start;
+
+    char token[kTokenChars + 1];
+    size_t n = (size_t)(end - start);
+    if (n > (size_t)kTokenChars) n = kTokenChars;
+    memcpy(token, start, n);
+    token[n] = 0;
+
+    const char *p = SkipSpace(token);
+    bool negative = false;
+    if (*p == '(') {
+        negative = true;
+        p++;
+        if (*p == '-') p++;
+    } else if (*p == '-') {
+        negative = true;
+        p++;
+    }
+
+    char *o = number;
+    if (negative) *o++ = '-';
+    for (;;) {
+        if (AtSeparator(p, thousand, cchThousand)) {
+            p += cchThousand;
+        } else if (AtSeparator(p, decimal, cchDecimal)) {
+            *o++ = '.';
+            p += cchDecimal;
+        } else if (*p >= '0' && *p <= '9') {
+            *o++ = *p++;
+        } else {
+            break;
+        }
+    }
+    *o = 0;
+    return end;
+}
+
+/* Room for a normalised token: a sign and every byte of it as one
+   character. */
+static const int kNumberChars = kTokenChars + 2;
+
+LXEXPORT(DWORD) LxTextToDWordToken(const char *text, const char **stop) {
+    return ReadDigits<DWORD>(text, stop);
+}
+
+LXEXPORT(ULONGLONG) LxTextToDWordLongToken(const char *text, const char **stop) {
+    return ReadDigits<ULONGLONG>(text, stop);
+}
+
+LXEXPORT(LONG) LxTextToLongToken(const char *text, const char **stop) {
+    if (!text) {
+        if (stop) *stop = text;
+        return 0;
+    }
+    char number[kNumberChars];
+    const char *start;
+    const char *end = NormaliseToken(text, number, &start);
+    if (stop) *stop = end;
+    return atol(number);
+}
+
+LXEXPORT(LONGLONG) LxTextToLongLongToken(const char *text, const char **stop) {
+    if (!text) {
+        if (stop) *stop = text;
+        return 0;
+    }
+    char number[kNumberChars];
+    const char *start;
+    const char *end = NormaliseToken(text, number, &start);
+    if (stop) *stop = end;
+    return _atoi64(number);
+}
+
+LXEXPORT(double) LxTextToDoubleToken(const char *text, const char **stop) {
+    if (!text) {
+        if (stop) *stop = text;
+        return 0.0;
+    }
+    char number[kNumberChars];
+    const char *start;
+    const char *end = NormaliseToken(text, number, &start);
+    char *used = number;
+    double value = strtod(number, &used);
+    if (stop) *stop = used == number ? start : end;
+    return value;
+}
+
+LXEXPORT(DWORD) LxHexToDWordToken(const char *text, const char **stop) {
+    return ReadHex<DWORD>(text, stop);
+}
+
+LXEXPORT(ULONGLONG) LxHexToDWordLongToken(const char *text, const char **stop) {
+    return ReadHex<ULONGLONG>(text, stop);
+}
+
+/* The Ex rule: zero that stopped inside something else was no number. */
+static bool WasNoNumber(bool isZero, const char *end) {
+    return isZero && end && *end && !LxText_SpaceLength(end);
+}
+
+template <typename T>
+static T Clamp(T value, T minimum, T maximum) {
+    if (value < minimum) return minimum;
+    if (value > maximum) return maximum;
+    return value;
+}
+
 LXEXPORT(DWORD) LxTextToDWordTokenEx(const char *text, DWORD onFailure, DWORD minimum,
                                      DWORD maximum, const char **stop) {
     const char *end = text;
     DWORD value = LxTextToDWordToken(text, &end);
-    if (value == 0 && end && *end) {
-        BOOL space;
-        SpaceAt(end, &space);
-        if (!space) value = onFailure;
-    }
+    if (WasNoNumber(value == 0, end)) value = onFailure;
     if (stop) *stop = end;
-    if (value < minimum)
-        value = minimum;
-    else if (value > maximum)
-        value = maximum;
-    return value;
+    return Clamp(value, minimum, maximum);
+}
+
+LXEXPORT(ULONGLONG) LxTextToDWordLongTokenEx(const char *text, ULONGLONG onFailure,
+                                             ULONGLONG minimum, ULONGLONG maximum,
+                                             const char **stop) {
+    const char *end = text;
+    ULONGLONG value = LxTextToDWordLongToken(text, &end);
+    if (WasNoNumber(value == 0, end)) value = onFailure;
+    if (stop) *stop = end;
+    return Clamp(value, minimum, maximum);
+}
+
+LXEXPORT(LONG) LxTextToLongTokenEx(const char *text, LONG onFailure, LONG minimum, LONG maximum,
+                                   const char **stop) {
+    const char *end = text;
+    LONG value = LxTextToLongToken(text, &end);
+    if (WasNoNumber(value == 0, end)) value = onFailure;
+    if (stop) *stop = end;
+    return Clamp(value, minimum, maximum);
+}
+
+LXEXPORT(LONGLONG) LxTextToLongLongTokenEx(const char *text, LONGLONG onFailure,
+                                           LONGLONG minimum, LONGLONG maximum,
+                                           const char **stop) {
+    const char *end = text;
+    LONGLONG value = LxTextToLongToken(text, &end);
+    if (WasNoNumber(value == 0, end)) value = onFailure;
+    if (stop) *stop = end;
+    return Clamp(value, minimum, maximum);
+}
+
+LXEXPORT(double) LxTextToDoubleTokenEx(const char *text, double onFailure, double minimum,
+                                       double maximum, const char **stop) {
+    const char *end = text;
+    double value = LxTextToDoubleToken(text, &end);
+    if (WasNoNumber(value == 0.0, end)) value = onFailure;
+    if (stop) *stop = end;
+    return Clamp(value, minimum, maximum);
+}
+
+LXEXPORT(DWORD) LxHexToDWordTokenEx(const char *text, DWORD onFailure, DWORD minimum,
+                                    DWORD maximum, const char **stop) {
+    const char *end = text;
+    DWORD value = LxHexToDWordToken(text, &end);
+    if (WasNoNumber(value == 0, end)) value = onFailure;
+    if (stop) *stop = end;
+    return Clamp(value, minimum, maximum);
+}
+
+LXEXPORT(ULONGLONG) LxHexToDWordLongTokenEx(const char *text, ULONGLONG onFailure,
+                                            ULONGLONG minimum, ULONGLONG maximum,
+                                            const char **stop) {
+    const char *end = text;
+    ULONGLONG value = LxHexToDWordToken(text, &end);
+    if (WasNoNumber(value == 0, end)) value = onFailure;
+    if (stop) *stop = end;
+    return Clamp(value, minimum, maximum);
 }

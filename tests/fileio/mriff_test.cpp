@@ -466,13 +466,13 @@ TEST(MriffWave, GetWfxReadsWhatWriteWaveHeaderWrote) {
     DWORD dataSize = 0;
     Block b(WaveOf(Format(1, 2, 44100, 16), Filled(12)));
     ASSERT_EQ(LX_S_OK, mriff_GetWfx(&w, b.g.data(), (DWORD)b.g.size(), &dataSize));
-    EXPECT_EQ(1, w.wFormatTag);
-    EXPECT_EQ(2, w.nChannels);
-    EXPECT_EQ(44100u, w.nSamplesPerSec);
-    EXPECT_EQ(176400u, w.nAvgBytesPerSec);
-    EXPECT_EQ(4, w.nBlockAlign);
-    EXPECT_EQ(16, w.wBitsPerSample);
-    EXPECT_EQ(0, w.cbSize);  // cleared: the chunk has 16 bytes
+    EXPECT_EQ(1, +w.wFormatTag);
+    EXPECT_EQ(2, +w.nChannels);
+    EXPECT_EQ(44100u, +w.nSamplesPerSec);
+    EXPECT_EQ(176400u, +w.nAvgBytesPerSec);
+    EXPECT_EQ(4, +w.nBlockAlign);
+    EXPECT_EQ(16, +w.wBitsPerSample);
+    EXPECT_EQ(0, +w.cbSize);  // cleared: the chunk has 16 bytes
     EXPECT_EQ(12u, dataSize);
     EXPECT_EQ(LX_S_OK, mriff_GetWfx(&w, b.g.data(), (DWORD)b.g.size(), nullptr));
 }
@@ -504,8 +504,8 @@ TEST(MriffWave, GetWfxRefusals) {
         memset(&w, 0x55, sizeof w);
         EXPECT_EQ(r.status, mriff_GetWfx(&w, b.g.data(), (DWORD)b.g.size(), nullptr));
         if (r.status == LX_S_OK) {
-            EXPECT_EQ(8000u, w.nSamplesPerSec);
-            EXPECT_EQ(r.cbSize, w.cbSize);
+            EXPECT_EQ(8000u, +w.nSamplesPerSec);
+            EXPECT_EQ(+r.cbSize, +w.cbSize);
         }
     }
     WAVEFORMATEX w;

@@ -1,0 +1,286 @@
+// Menus through the real USER calls: the language mark on loading, culling
+// and cleaning (separators and empty popups), graying, token expansion and
+// the search for the popup that holds a command.
+#include "langfixture.h"
+#include "kernel/lxprintf.h"
+
+#include <cstring>
+#include <string>
+
+using langtest::Acp;
+using langtest::LangFixture;
+
+namespace {
+
+// A menu as one line: items by "|", popups as title[items], separators as
+// "-", then "~" for a grayed item and "!" for a checked one.
+std::string Describe(HMENU menu) {
+    std::string out;
+    int n = GetMenuItemCount(menu);
+    for (int i = 0; i < n; i++) {
+        if (i) out += "|";
+        MENUITEMINFOA mii = {};
+        mii.cbSize = sizeof mii;
+        mii.fMask = MIIM_FTYPE | MIIM_STATE | MIIM_SUBMENU;
+        GetMenuItemInfoA(menu, (UINT)i, TRUE, &mii);
+        if (!mii.hSubMenu && (mii.fType & MFT_SEPARATOR)) {
+            out += "-";
+            continue;
+        }
+        char text[260] = {0};
+        GetMenuStringA(menu, (UINT)i, text, sizeof text, MF_BYPOSITION);
+        out += text;
+        if (mii.fState & MFS_GRAYED) out += "~";
+        if (mii.fState & MFS_CHECKED) out += "!";
+        if (mii.hSubMenu) out += "[" + Describe(mii.hSubMenu) + "]";
+    }
+    return out;
+}
+
+// Builds a menu from a compact form: a letter is an item (its own command
+// id), "-" a separator, "[...]" a popup titled "P".
+HMENU Build(const char *&p, bool popup) {
+    HMENU m = popup ? CreatePopupMenu() : CreateMenu();
+    while (*p && *p != ']') {
+        char c = *p++;
+        if (c == '-') {
+            AppendMenuA(m, MF_SEPARATOR, 0, nullptr);
+        } else if (c == '[') {
+            HMENU sub = Build(p, true);
+            if (*p == ']') p++;
+            AppendMenuA(m, MF_POPUP, (UINT_PTR)sub, "P");
+        } else {
+            char text[2] = {c, 0};
+            AppendMenuA(m, MF_STRING, (UINT_PTR)c, text);
+        }
+    }
+    return m;
+}
+
+HMENU Build(const char *layout) { return Build(layout, false); }
+
+// The compact form back, popup titles left out.
+std::string Compact(HMENU menu) {
+    std::string out;
+    int n = GetMenuItemCount(menu);
+    for (int i = 0; i < n; i++) {
+        HMENU sub = GetSubMenu(menu, i);
+        if (sub) {
+            out += "[" + Compact(sub) + "]";
+            continue;
+        }
+        char text[8] = {0};
+        out += GetMenuStringA(menu, (UINT)i, text, sizeof text, MF_BYPOSITION) ? text : "-";
+    }
+    return out;
+}
+
+TEST(MenuClean, SeparatorsAndEmptyPopups) {
+    struct Row {
+        const char *in, *out;
+    } rows[] = {
+        {"A-B-C", "A-B-C"},   {"-A-", "A"},          {"A--B", "A-B"},
+        {"A---B", "A-B"},     {"--", ""},            {"-", ""},
+        {"A-[]-B", "A-B"},    {"A-[-]", "A"},        {"[--]", ""},
+        {"A-[B-]-C", "A-[B]-C"}, {"[[]]A", "A"},     {"A-[[-]]-B", "A-B"},
+        {"-[A]-", "[A]"},     {"[A--B]", "[A-B]"},   {"A-[]", "A"},
+        {"[]-[]-A", "A"},     {"A-B--[-C-]--D", "A-B-[C]-D"},
+    };
+    for (const Row &r : rows) {
+        SCOPED_TRACE(r.in);
+        HMENU m = Build(r.in);
+        EXPECT_FALSE(LxCleanMenu(m, nullptr, -1)) << "a top menu has no parent to leave";
+        EXPECT_EQ(r.out, Compact(m));
+        DestroyMenu(m);
+    }
+}
+
+TEST(MenuClean, RemovalFromTheParentIsReported) {
+    HMENU m = Build("A[-][B]");
+    HMENU empty = GetSubMenu(m, 1);
+    HMENU full = GetSubMenu(m, 2);
+    EXPECT_FALSE(LxCleanMenu(empty, m, 2)) << "not at that position";
+    EXPECT_EQ("A[][B]", Compact(m));
+    EXPECT_FALSE(LxCleanMenu(full, m, 2));
+    EXPECT_EQ("A[][B]", Compact(m));
+    EXPECT_TRUE(LxCleanMenu(empty, m, 1));
+    EXPECT_EQ("A[B]", Compact(m));
+    EXPECT_FALSE(IsMenu(empty)) << "a deleted popup is destroyed";
+    EXPECT_FALSE(LxCleanMenu(nullptr, m, 0));
+    DestroyMenu(m);
+}
+
+TEST_F(LangFixture, LoadMenuRemovesMarksBelowTheBar) {
+    const std::string german =
+        Acp(L"^*&Datei[&Neu|\u00D6&ffnen|-|Sch&lie\u00DFen~|^*Zuletzt[Eins!|Zwei]|-|&Beenden]|"
+            L"^*&Hilfe");
+    const std::string english = "&File[&New|&Open|-|&Close|Recent[One|Two]|-|E&xit]|&Help";
+    struct Row {
+        const char *name;
+        LCID lcid;  // 0: never set
+        const std::string &menu;
+    } rows[] = {
+        {"inactive", 0, english}, {"German", langtest::kGerman, german}, {"1033", 1033, english},
+    };
+    for (const Row &r : rows) {
+        SCOPED_TRACE(r.name);
+        if (r.lcid) {
+            ASSERT_TRUE(LxLang_UpdateKernelLCID(lang_, r.lcid, 0));
+        }
+        HMENU m = LxLoadMenu(lang_, MAKEINTRESOURCEA(IDM_MAIN));
+        ASSERT_NE(nullptr, m);
+        EXPECT_EQ(r.menu, Describe(m));
+        // Rewritten items keep their commands and popups.
+        HMENU file = GetSubMenu(m, 0);
+        ASSERT_NE(nullptr, file);
+        EXPECT_EQ((UINT)CMD_NEW, GetMenuItemID(file, 0));
+        EXPECT_EQ((UINT)CMD_CLOSE, GetMenuItemID(file, 3));
+        HMENU recent = GetSubMenu(file, 4);
+        ASSERT_NE(nullptr, recent);
+        EXPECT_EQ((UINT)CMD_RECENT1, GetMenuItemID(recent, 0));
+        EXPECT_EQ((UINT)CMD_HELP, GetMenuItemID(m, 1));
+        DestroyMenu(m);
+    }
+}
+
+TEST_F(LangFixture, MarkedMenuTextsAreTwoShorter) {
+    langtest::LangFixture::German();
+    HMENU m = LxLoadMenu(lang_, MAKEINTRESOURCEA(IDM_MAIN));
+    ASSERT_NE(nullptr, m);
+    HMENU file = GetSubMenu(m, 0);
+    char text[64];
+    struct Row {
+        HMENU menu;
+        UINT pos;
+        int length;
+    } rows[] = {
+        {file, 0, 4},               // "^*&Neu"
+        {file, 6, 8},               // "^*&Beenden"
+        {GetSubMenu(file, 4), 0, 4}, // "^*Eins"
+        {file, 1, 7},               // unmarked "Ö&ffnen"
+        {m, 1, 8},                  // the bar keeps "^*&Hilfe"
+    };
+    for (const Row &r : rows) {
+        SCOPED_TRACE(r.pos);
+        EXPECT_EQ(r.length, GetMenuStringA(r.menu, r.pos, text, sizeof text, MF_BYPOSITION));
+    }
+    DestroyMenu(m);
+}
+
+TEST_F(LangFixture, CulledMenus) {
+    const UINT all[] = {CMD_UNDO, CMD_CUT, CMD_COPY, CMD_PASTE, CMD_ONLY, CMD_ABOUT, CMD_DEEP};
+    const UINT some[] = {CMD_CUT, CMD_COPY, CMD_ONLY, 0, CMD_UNDO};
+    const UINT ends[] = {CMD_UNDO, CMD_PASTE};
+    const std::string help = "|$(LangTest.App) &Help[About $(LangTest.App)...!|Deeper[$(LangTest.App) deep]]";
+    struct Row {
+        const char *name;
+        const UINT *ids;
+        int count;
+        BOOL clean;
+        std::string menu;
+    } rows[] = {
+        {"up to the 0, cleaned", some, -1, TRUE, "&Edit[Undo|-|Paste~]" + help},
+        {"up to the 0, not cleaned", some, -1, FALSE, "&Edit[Undo|-|-|Paste~]|&Tools[]" + help},
+        {"count stops first", some, 2, TRUE, "&Edit[Undo|-|Paste~]|&Tools[Only]" + help},
+        {"ends leave no separators", ends, 2, TRUE, "&Edit[Cut|Copy]|&Tools[Only]" + help},
+        {"everything goes", all, 7, TRUE, ""},
+        {"no ids, cleaned", nullptr, 5, TRUE,
+         "&Edit[Undo|-|Cut|Copy|-|Paste~]|&Tools[Only]" + help},
+    };
+    for (const Row &r : rows) {
+        SCOPED_TRACE(r.name);
+        HMENU m = LxLoadCulledMenu(lang_, MAKEINTRESOURCEA(IDM_CULL), r.ids, r.count, r.clean);
+        ASSERT_NE(nullptr, m);
+        EXPECT_EQ(r.menu, Describe(m));
+        DestroyMenu(m);
+    }
+    EXPECT_EQ(nullptr, LxLoadCulledMenu(lang_, MAKEINTRESOURCEA(999), some, -1, TRUE));
+    EXPECT_EQ(nullptr, LxLoadCulledMenu(nullptr, MAKEINTRESOURCEA(IDM_CULL), some, -1, TRUE));
+    EXPECT_FALSE(LxCullMenu(nullptr, some, -1, TRUE));
+}
+
+TEST_F(LangFixture, GrayedMenus) {
+    const UINT ids[] = {CMD_CUT, CMD_DEEP, 0, CMD_UNDO};
+    struct Row {
+        int count;
+        bool cut, deep, undo;
+    } rows[] = {{-1, true, true, false}, {1, true, false, false}, {0, false, false, false},
+                {4, true, true, false}};
+    for (const Row &r : rows) {
+        SCOPED_TRACE(r.count);
+        HMENU m = LxLoadMenu(lang_, MAKEINTRESOURCEA(IDM_CULL));
+        ASSERT_NE(nullptr, m);
+        EXPECT_TRUE(LxGrayMenu(m, ids, r.count));
+        EXPECT_EQ(r.cut, (GetMenuState(m, CMD_CUT, MF_BYCOMMAND) & MF_GRAYED) != 0);
+        EXPECT_EQ(r.deep, (GetMenuState(m, CMD_DEEP, MF_BYCOMMAND) & MF_GRAYED) != 0);
+        EXPECT_EQ(r.undo, (GetMenuState(m, CMD_UNDO, MF_BYCOMMAND) & MF_GRAYED) != 0);
+        DestroyMenu(m);
+    }
+    EXPECT_FALSE(LxGrayMenu(nullptr, ids, -1));
+}
+
+TEST_F(LangFixture, TokensInMenuTexts) {
+    ASSERT_TRUE(LxPrintF_AddToken("LangTest.App", "Marlo Test"));
+    HMENU m = LxLoadMenu(lang_, MAKEINTRESOURCEA(IDM_CULL));
+    ASSERT_NE(nullptr, m);
+    HMENU extra = GetSubMenu(m, 1);
+    AppendMenuA(extra, MF_STRING, 3001, "100%");
+    AppendMenuA(extra, MF_STRING, 3002, "$$5 $(nosuch)");
+    AppendMenuA(extra, MF_SEPARATOR, 0, nullptr);
+    EXPECT_TRUE(LxMenuReplaceTokens(m));
+    EXPECT_EQ("&Edit[Undo|-|Cut|Copy|-|Paste~]|&Tools[Only|100%|$5 $(nosuch)|-]|"
+              "Marlo Test &Help[About Marlo Test...!|Deeper[Marlo Test deep]]",
+              Describe(m));
+    int pos = 0;
+    EXPECT_EQ(GetSubMenu(GetSubMenu(m, 2), 1), LxGetSubmenuByID(m, CMD_DEEP, &pos));
+    EXPECT_EQ(1, pos);
+    EXPECT_EQ((UINT)CMD_ABOUT, GetMenuItemID(GetSubMenu(m, 2), 0));
+    DestroyMenu(m);
+    EXPECT_FALSE(LxMenuReplaceTokens(nullptr));
+    LxPrintF_DeleteToken("LangTest.App");
+}
+
+
+TEST_F(LangFixture, SubmenuByIdAndItsPlace) {
+    HMENU m = LxLoadMenu(lang_, MAKEINTRESOURCEA(IDM_MAIN));
+    ASSERT_NE(nullptr, m);
+    HMENU file = GetSubMenu(m, 0);
+    HMENU recent = GetSubMenu(file, 4);
+    struct Row {
+        const char *name;
+        UINT id;
+        HMENU holder;
+        int position;
+    } rows[] = {
+        {"first command of File", CMD_NEW, file, 0},
+        {"last command of File", CMD_EXIT, file, 0},
+        {"in Recent, fifth item of File", CMD_RECENT2, recent, 4},
+        {"on the bar", CMD_HELP, m, -1},
+        {"nowhere", 9999, nullptr, -1},
+        {"separators hold no command", 0, nullptr, -1},
+    };
+    for (const Row &r : rows) {
+        SCOPED_TRACE(r.name);
+        int pos = 77;
+        EXPECT_EQ(r.holder, LxGetSubmenuByID(m, r.id, &pos));
+        EXPECT_EQ(r.position, pos);
+        EXPECT_EQ(r.holder, LxGetSubmenuByID(m, r.id, nullptr));
+    }
+    int pos = 77;
+    EXPECT_EQ(nullptr, LxGetSubmenuByID(nullptr, CMD_NEW, &pos));
+    EXPECT_EQ(-1, pos);
+    DestroyMenu(m);
+}
+
+TEST_F(LangFixture, MenuLoadRefusals) {
+    EXPECT_EQ(nullptr, LxLoadMenu(nullptr, MAKEINTRESOURCEA(IDM_MAIN)));
+    EXPECT_EQ(nullptr, LxLoadMenu(lang_, MAKEINTRESOURCEA(999)));
+    German();
+    EXPECT_EQ(nullptr, LxLoadMenu(lang_, MAKEINTRESOURCEA(999)));
+    HMENU m = LxLoadMenu(lang_, MAKEINTRESOURCEA(IDM_CULL));  // only in the module
+    ASSERT_NE(nullptr, m);
+    EXPECT_EQ(3, GetMenuItemCount(m));
+    DestroyMenu(m);
+}
+
+}  // namespace
