@@ -11,57 +11,14 @@
 #include <functional>
 #include <initializer_list>
 
+#include "watchdog.h"
+
 using namespace ifftest;
+
+using lxtest::Watchdog;
 
 namespace {
 
-class Watchdog {
-public:
-    explicit Watchdog(DWORD stallMs) : stallMs_(stallMs) {
-        InitializeCriticalSection(&lock_);
-        stop_ = CreateEventA(nullptr, TRUE, FALSE, nullptr);
-        thread_ = CreateThread(nullptr, 0, Run, this, 0, nullptr);
-    }
-    ~Watchdog() {
-        SetEvent(stop_);
-        WaitForSingleObject(thread_, INFINITE);
-        CloseHandle(thread_);
-        CloseHandle(stop_);
-        DeleteCriticalSection(&lock_);
-    }
-    void Enter(const std::string &name) {
-        EnterCriticalSection(&lock_);
-        name_ = name;
-        ++ticks_;
-        LeaveCriticalSection(&lock_);
-    }
-
-private:
-    static DWORD WINAPI Run(void *self) {
-        Watchdog *w = (Watchdog *)self;
-        unsigned long seen = ~0ul;
-        DWORD still = 0;
-        while (WaitForSingleObject(w->stop_, 250) == WAIT_TIMEOUT) {
-            EnterCriticalSection(&w->lock_);
-            const bool moved = w->ticks_ != seen;
-            seen = w->ticks_;
-            const std::string name = w->name_;
-            LeaveCriticalSection(&w->lock_);
-            still = moved ? 0 : still + 250;
-            if (still >= w->stallMs_) {
-                fprintf(stderr, "hang in case: %s\n", name.c_str());
-                fflush(stderr);
-                TerminateProcess(GetCurrentProcess(), 3);
-            }
-        }
-        return 0;
-    }
-    DWORD stallMs_;
-    CRITICAL_SECTION lock_;
-    HANDLE stop_, thread_;
-    std::string name_;
-    unsigned long ticks_ = 0;
-};
 
 struct Variant {
     std::string name;
