@@ -166,38 +166,34 @@ LXEXPORT(ULONGLONG) LxTextToDWordLongToken(const char *text, const char **stop) 
     return ReadDigits<ULONGLONG>(text, stop);
 }
 
+/* Normalises the token of text into number and sets the stop at its end;
+   false for a null text, whose stop is null. */
+static bool TakeToken(const char *text, char *number, const char **start, const char **stop) {
+    const char *end = text;
+    if (text) end = NormaliseToken(text, number, start);
+    if (stop) *stop = end;
+    return text != nullptr;
+}
+
 LXEXPORT(LONG) LxTextToLongToken(const char *text, const char **stop) {
-    if (!text) {
-        if (stop) *stop = text;
-        return 0;
-    }
     char number[kNumberChars];
     const char *start;
-    const char *end = NormaliseToken(text, number, &start);
-    if (stop) *stop = end;
-    return atol(number);
+    return TakeToken(text, number, &start, stop) ? atol(number) : 0;
 }
 
 LXEXPORT(LONGLONG) LxTextToLongLongToken(const char *text, const char **stop) {
-    if (!text) {
-        if (stop) *stop = text;
-        return 0;
-    }
     char number[kNumberChars];
     const char *start;
-    const char *end = NormaliseToken(text, number, &start);
-    if (stop) *stop = end;
-    return _atoi64(number);
+    return TakeToken(text, number, &start, stop) ? _atoi64(number) : 0;
 }
 
 LXEXPORT(double) LxTextToDoubleToken(const char *text, const char **stop) {
-    if (!text) {
-        if (stop) *stop = text;
+    char number[kNumberChars];
+    const char *start, *end;
+    if (!TakeToken(text, number, &start, &end)) {
+        if (stop) *stop = end;
         return 0.0;
     }
-    char number[kNumberChars];
-    const char *start;
-    const char *end = NormaliseToken(text, number, &start);
     char *used = number;
     double value = strtod(number, &used);
     if (stop) *stop = used == number ? start : end;
@@ -224,68 +220,50 @@ static T Clamp(T value, T minimum, T maximum) {
     return value;
 }
 
-LXEXPORT(DWORD) LxTextToDWordTokenEx(const char *text, DWORD onFailure, DWORD minimum,
-                                     DWORD maximum, const char **stop) {
+/* The Ex forms: the plain parser, its value widened to T (so the 64-bit
+   forms that read through a 32-bit parser see 32-bit numbers only), the
+   failure value for no number, then the clamp. */
+template <typename T, typename R>
+static T ParseEx(R (*read)(const char *, const char **), const char *text, T onFailure,
+                 T minimum, T maximum, const char **stop) {
     const char *end = text;
-    DWORD value = LxTextToDWordToken(text, &end);
+    T value = (T)read(text, &end);
     if (WasNoNumber(value == 0, end)) value = onFailure;
     if (stop) *stop = end;
     return Clamp(value, minimum, maximum);
+}
+
+LXEXPORT(DWORD) LxTextToDWordTokenEx(const char *text, DWORD onFailure,
+        DWORD minimum, DWORD maximum, const char **stop) {
+    return ParseEx<DWORD>(LxTextToDWordToken, text, onFailure, minimum, maximum, stop);
 }
 
 LXEXPORT(ULONGLONG) LxTextToDWordLongTokenEx(const char *text, ULONGLONG onFailure,
-                                             ULONGLONG minimum, ULONGLONG maximum,
-                                             const char **stop) {
-    const char *end = text;
-    ULONGLONG value = LxTextToDWordLongToken(text, &end);
-    if (WasNoNumber(value == 0, end)) value = onFailure;
-    if (stop) *stop = end;
-    return Clamp(value, minimum, maximum);
+        ULONGLONG minimum, ULONGLONG maximum, const char **stop) {
+    return ParseEx<ULONGLONG>(LxTextToDWordLongToken, text, onFailure, minimum, maximum, stop);
 }
 
-LXEXPORT(LONG) LxTextToLongTokenEx(const char *text, LONG onFailure, LONG minimum, LONG maximum,
-                                   const char **stop) {
-    const char *end = text;
-    LONG value = LxTextToLongToken(text, &end);
-    if (WasNoNumber(value == 0, end)) value = onFailure;
-    if (stop) *stop = end;
-    return Clamp(value, minimum, maximum);
+LXEXPORT(LONG) LxTextToLongTokenEx(const char *text, LONG onFailure,
+        LONG minimum, LONG maximum, const char **stop) {
+    return ParseEx<LONG>(LxTextToLongToken, text, onFailure, minimum, maximum, stop);
 }
 
 LXEXPORT(LONGLONG) LxTextToLongLongTokenEx(const char *text, LONGLONG onFailure,
-                                           LONGLONG minimum, LONGLONG maximum,
-                                           const char **stop) {
-    const char *end = text;
-    LONGLONG value = LxTextToLongToken(text, &end);
-    if (WasNoNumber(value == 0, end)) value = onFailure;
-    if (stop) *stop = end;
-    return Clamp(value, minimum, maximum);
+        LONGLONG minimum, LONGLONG maximum, const char **stop) {
+    return ParseEx<LONGLONG>(LxTextToLongToken, text, onFailure, minimum, maximum, stop);
 }
 
-LXEXPORT(double) LxTextToDoubleTokenEx(const char *text, double onFailure, double minimum,
-                                       double maximum, const char **stop) {
-    const char *end = text;
-    double value = LxTextToDoubleToken(text, &end);
-    if (WasNoNumber(value == 0.0, end)) value = onFailure;
-    if (stop) *stop = end;
-    return Clamp(value, minimum, maximum);
+LXEXPORT(double) LxTextToDoubleTokenEx(const char *text, double onFailure,
+        double minimum, double maximum, const char **stop) {
+    return ParseEx<double>(LxTextToDoubleToken, text, onFailure, minimum, maximum, stop);
 }
 
-LXEXPORT(DWORD) LxHexToDWordTokenEx(const char *text, DWORD onFailure, DWORD minimum,
-                                    DWORD maximum, const char **stop) {
-    const char *end = text;
-    DWORD value = LxHexToDWordToken(text, &end);
-    if (WasNoNumber(value == 0, end)) value = onFailure;
-    if (stop) *stop = end;
-    return Clamp(value, minimum, maximum);
+LXEXPORT(DWORD) LxHexToDWordTokenEx(const char *text, DWORD onFailure,
+        DWORD minimum, DWORD maximum, const char **stop) {
+    return ParseEx<DWORD>(LxHexToDWordToken, text, onFailure, minimum, maximum, stop);
 }
 
 LXEXPORT(ULONGLONG) LxHexToDWordLongTokenEx(const char *text, ULONGLONG onFailure,
-                                            ULONGLONG minimum, ULONGLONG maximum,
-                                            const char **stop) {
-    const char *end = text;
-    ULONGLONG value = LxHexToDWordToken(text, &end);
-    if (WasNoNumber(value == 0, end)) value = onFailure;
-    if (stop) *stop = end;
-    return Clamp(value, minimum, maximum);
+        ULONGLONG minimum, ULONGLONG maximum, const char **stop) {
+    return ParseEx<ULONGLONG>(LxHexToDWordToken, text, onFailure, minimum, maximum, stop);
 }
