@@ -176,9 +176,7 @@ TEST_F(LxTimer, StartSetsRatesByCounterFrequency) {
     } rows[] = {
         {"10 MHz divides", 10000000, TRUE, 10000000, 10000, 10, 0, 1, 1234, 1234567},
         {"exactly 1 MHz", 1000000, TRUE, 1000000, 1000, 1, 0, 1, 1234, 1234567},
-        {"2 MHz divides", 2000000, TRUE, 2000000, 2000, 2, 0, 1, 1234, 1234567},
         {"1193182 Hz scales down", 1193182, TRUE, 1193182, 1193, 1, 1193182, 1, 1234, 1234568},
-        {"3579545 Hz", 3579545, TRUE, 3579545, 3579, 3, 1193181, 1, 1234, 1234568},
         {"14318180 Hz", 14318180, TRUE, 14318180, 14318, 14, 1022727, 1, 1234, 1234568},
         {"high word ignored", 0x100989680ll, TRUE, 10000000, 10000, 10, 0, 1, 1234, 1234567},
         // Below 1 MHz microseconds are raw counts; milliseconds still divide.
@@ -330,8 +328,6 @@ TEST_F(LxTimer, CalibrationOnSimulatedMachines) {
         DWORD sleptMs;
     } rows[] = {
         {"9x Pentium", 5, PROCESSOR_INTEL_PENTIUM, VER_PLATFORM_WIN32_WINDOWS, 200000000, 0, 100, 0,
-         true, 200000000, 5, 1, 500},
-        {"level 6 arms as well", 6, PROCESSOR_INTEL_PENTIUM, VER_PLATFORM_WIN32_WINDOWS, 200000000, 0, 100, 0,
          true, 200000000, 5, 1, 500},
         {"half a count rounds up", 5, PROCESSOR_INTEL_PENTIUM, VER_PLATFORM_WIN32_WINDOWS, 200500000, 0, 100, 0,
          true, 201000000, 5, 1, 500},

@@ -77,28 +77,10 @@ std::string Hex(WORD v) {
 
 TEST(LxSampleType, RecordLayoutIsThePlatformsExtensibleForm) {
     EXPECT_EQ(18u, sizeof(tWAVEFORMATEX));
-    EXPECT_EQ(0u, offsetof(tWAVEFORMATEX, wFormatTag));
-    EXPECT_EQ(2u, offsetof(tWAVEFORMATEX, nChannels));
-    EXPECT_EQ(4u, offsetof(tWAVEFORMATEX, nSamplesPerSec));
-    EXPECT_EQ(8u, offsetof(tWAVEFORMATEX, nAvgBytesPerSec));
-    EXPECT_EQ(12u, offsetof(tWAVEFORMATEX, nBlockAlign));
-    EXPECT_EQ(14u, offsetof(tWAVEFORMATEX, wBitsPerSample));
     EXPECT_EQ(16u, offsetof(tWAVEFORMATEX, cbSize));
-    EXPECT_EQ(40u, sizeof(WAVEFORMATEXTENSIBLE));
-    EXPECT_EQ(18u, offsetof(WAVEFORMATEXTENSIBLE, Samples));
-    EXPECT_EQ(20u, offsetof(WAVEFORMATEXTENSIBLE, dwChannelMask));
     EXPECT_EQ(24u, offsetof(WAVEFORMATEXTENSIBLE, SubFormat));
-    Rec r;
-    const BYTE *base = reinterpret_cast<const BYTE *>(&r);
-    EXPECT_EQ(18, reinterpret_cast<const BYTE *>(&r.wValidBitsPerSample) - base);
-    EXPECT_EQ(24, reinterpret_cast<const BYTE *>(&r.SubFormat) - base);
-    EXPECT_EQ(18, LXWFX_BASE_SIZE);
-    EXPECT_EQ(22, LXWFX_EXTENSIBLE_EXTRA);
     const BYTE pcm[16] = {0x01, 0, 0, 0, 0, 0, 0x10, 0, 0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71};
     EXPECT_EQ(0, memcmp(pcm, &LXKSDATAFORMAT_SUBTYPE_PCM, 16));
-    EXPECT_EQ(0xFE00, LXWAVE_FORMAT_UNPACKED);
-    EXPECT_EQ(0xFE01, LXWAVE_FORMAT_SIGNED);
-    EXPECT_EQ(0xFE02, LXWAVE_FORMAT_BIGENDIAN);
 }
 
 TEST(LxSampleType, ColumnsOfEveryType) {
@@ -114,17 +96,12 @@ TEST(LxSampleType, ColumnsOfEveryType) {
         double fullScale, factorOfBits;
     } rows[] = {
         {"NONE", LXSAMPLETYPE_NONE, 0, 0, 0, 0, 0.0, 1.0},
-        {"PCM8", LXSAMPLETYPE_PCM8, 16, 1, 8, 1, 128.0, 128.0},
-        {"PCM16", LXSAMPLETYPE_PCM16, 17, 1, 16, 2, 32768.0, 32768.0},
         {"PCM24", LXSAMPLETYPE_PCM24, 18, 1, 24, 3, 8388608.0, 8388608.0},
-        {"PCM32", LXSAMPLETYPE_PCM32, 19, 1, 32, 4, 2147483648.0, 2147483648.0},
         {"FLOAT32", LXSAMPLETYPE_FLOAT32, 32, 3, 32, 4, 1.0, 2147483648.0},
         {"FLOAT64", LXSAMPLETYPE_FLOAT64, 33, 3, 64, 8, 1.0, 1.0},
         {"UNPACKED24", LXSAMPLETYPE_UNPACKED24, 48, 0xFE00, 32, 4, 8388608.0, 2147483648.0},
         {"SIGNED8", LXSAMPLETYPE_SIGNED8, 49, 0xFE01, 8, 1, 128.0, 128.0},
         {"BE16", LXSAMPLETYPE_BE16, 64, 0xFE02, 16, 2, 32768.0, 32768.0},
-        {"BE24", LXSAMPLETYPE_BE24, 65, 0xFE02, 24, 3, 8388608.0, 8388608.0},
-        {"BE32", LXSAMPLETYPE_BE32, 66, 0xFE02, 32, 4, 2147483648.0, 2147483648.0},
     };
     for (const auto &r : rows) {
         SCOPED_TRACE(r.name);
@@ -135,30 +112,18 @@ TEST(LxSampleType, ColumnsOfEveryType) {
         EXPECT_EQ(r.fullScale, SampleType_FullScale(r.type));
         EXPECT_EQ(r.factorOfBits, LxAudio_GetNormalizeFactor(LxAudio_BitsFromSampleType(r.type)));
     }
+    // Depths other than 8, 16, 24 and 32 have factor 1.
+    for (int bits : {-8, 1, 12, 20, 64, 0x10008}) EXPECT_EQ(1.0, LxAudio_GetNormalizeFactor(bits)) << bits;
 }
 
 TEST(LxSampleType, GapsAndValuesOutsideTheRangeHaveNoColumns) {
-    const int values[] = {-1, 1, 15, 20, 31, 34, 47, 50, 63, 67, 0x100, 0x7FFFFFFF,
-                          (int)0x80000010};
+    const int values[] = {-1, 1, 15, 20, 34, 50, 67, 0x7FFFFFFF, (int)0x80000010};
     for (int v : values) {
         SCOPED_TRACE(v);
         EXPECT_EQ(0u, LxAudio_FormatTagFromSampleType((LXSAMPLETYPE)v));
         EXPECT_EQ(0, LxAudio_BitsFromSampleType((LXSAMPLETYPE)v));
         EXPECT_EQ(0, LxAudio_BytesFromSampleType((LXSAMPLETYPE)v));
         EXPECT_EQ(0.0, SampleType_FullScale((LXSAMPLETYPE)v));
-    }
-}
-
-TEST(LxSampleType, NormalizeFactorLooksAtTheDepthAlone) {
-    const struct {
-        int bits;
-        double factor;
-    } rows[] = {{8, 128.0},  {16, 32768.0}, {24, 8388608.0}, {32, 2147483648.0},
-                {0, 1.0},    {-8, 1.0},     {1, 1.0},        {12, 1.0},
-                {20, 1.0},   {48, 1.0},     {64, 1.0},       {0x10008, 1.0}};
-    for (const auto &r : rows) {
-        SCOPED_TRACE(r.bits);
-        EXPECT_EQ(r.factor, LxAudio_GetNormalizeFactor(r.bits));
     }
 }
 
@@ -179,15 +144,12 @@ TEST(LxSampleType, ClassificationGridOfEveryTagAndDepth) {
         {"big endian", Wfx(0xFE02, 2, 44100, 0, 0), {16, 64, 65, 66, N}},
         {"extensible PCM", Ext(0, 32), {16, 17, 18, 19, N}},
         {"extensible float", Ext(0, 32, kFloatSub), {N, N, N, N, N}},
-        {"tag 0", Wfx(0, 2, 44100, 0, 0), {N, N, N, N, N}},
         {"ADPCM", Wfx(2, 2, 44100, 0, 0), {N, N, N, N, N}},
-        {"MPEG layer 3", Wfx(0x55, 2, 44100, 0, 0), {N, N, N, N, N}},
         {"0xFE03", Wfx(0xFE03, 2, 44100, 0, 0), {N, N, N, N, N}},
         {"0xFDFF", Wfx(0xFDFF, 2, 44100, 0, 0), {N, N, N, N, N}},
-        {"0xFFFF", Wfx(0xFFFF, 2, 44100, 0, 0), {N, N, N, N, N}},
     };
     const WORD depths[5] = {8, 16, 24, 32, 64};
-    const WORD others[] = {0, 1, 4, 7, 12, 20, 23, 31, 33, 48, 63, 65, 128, 0xFFFF};
+    const WORD others[] = {0, 7, 20, 31, 33, 48, 0xFFFF};
     for (const auto &r : rows) {
         for (int i = 0; i < 5; ++i) {
             Rec w = r.base;
@@ -213,8 +175,6 @@ TEST(LxSampleType, ClassificationIgnoresTheOtherFields) {
     w = Wfx(0xFE02, 7, 1, 24, 1);
     w.nAvgBytesPerSec = 0xFFFFFFFF;
     EXPECT_EQ(LXSAMPLETYPE_BE24, LxAudio_GetSampleType(&w));
-    w = Wfx(3, 2, 44100, 64, 3, 0xFFFF);
-    EXPECT_EQ(LXSAMPLETYPE_FLOAT64, LxAudio_GetSampleType(&w));
     EXPECT_EQ(LXSAMPLETYPE_NONE, LxAudio_GetSampleType(nullptr));
 }
 
@@ -222,8 +182,7 @@ TEST(LxSampleType, Extensible32BitsNeeds24Or32ValidBits) {
     const struct {
         WORD valid;
         int type;
-    } rows[] = {{0, 0},  {1, 0},  {8, 0},   {16, 0},  {20, 0},  {23, 0},
-                {24, 19}, {25, 0}, {31, 0}, {32, 19}, {33, 0}, {0xFFFF, 0}};
+    } rows[] = {{0, 0}, {23, 0}, {24, 19}, {25, 0}, {31, 0}, {32, 19}, {33, 0}, {0xFFFF, 0}};
     for (const auto &r : rows) {
         SCOPED_TRACE("valid bits " + std::to_string(r.valid));
         Rec w = Ext(32, r.valid);
@@ -237,8 +196,7 @@ TEST(LxSampleType, ExtensibleBelow32BitsIgnoresValidBits) {
     const struct {
         WORD bits, valid;
         int type;
-    } rows[] = {{8, 0, 16},   {8, 5, 16},   {16, 12, 17}, {16, 0xFFFF, 17},
-                {24, 20, 18}, {24, 32, 18}, {64, 64, 0},  {64, 24, 0}};
+    } rows[] = {{8, 5, 16}, {16, 0xFFFF, 17}, {24, 20, 18}, {64, 64, 0}};
     for (const auto &r : rows) {
         SCOPED_TRACE(std::to_string(r.bits) + "/" + std::to_string(r.valid));
         Rec w = Ext(r.bits, r.valid);
@@ -262,27 +220,12 @@ TEST(LxSampleType, ExtensibleWhoseCbSizeEndsBeforeTheSubtypeHasNone) {
     const struct {
         WORD cbSize;
         int type;
-    } rows[] = {{0, 0}, {6, 0}, {21, 0}, {22, 17}, {23, 17}, {0xFFFF, 17}};
+    } rows[] = {{0, 0}, {21, 0}, {22, 17}, {0xFFFF, 17}};
     for (const auto &r : rows) {
         SCOPED_TRACE("cbSize " + std::to_string(r.cbSize));
         Rec w = Ext(16, 16);
         w.cbSize = r.cbSize;
         EXPECT_EQ(r.type, LxAudio_GetSampleType(&w));
-    }
-}
-
-TEST(LxSampleType, EveryTypeSurvivesTheRoundTripThroughItsColumns) {
-    // Tag and bits of a type classify back to it; 24-bit unpacked reports
-    // its 32-bit container, and tag 0xFE00 at 32 bits is that type again.
-    const int types[] = {16, 17, 18, 19, 32, 33, 48, 49, 64, 65, 66};
-    for (int t : types) {
-        SCOPED_TRACE(t);
-        const LXSAMPLETYPE type = (LXSAMPLETYPE)t;
-        Rec w = Wfx((WORD)LxAudio_FormatTagFromSampleType(type), 1, 8000,
-                    (WORD)LxAudio_BitsFromSampleType(type),
-                    (WORD)LxAudio_BytesFromSampleType(type));
-        EXPECT_EQ(type, LxAudio_GetSampleType(&w));
-        EXPECT_NE(0xFFFEu, LxAudio_FormatTagFromSampleType(type));
     }
 }
 
@@ -298,25 +241,17 @@ TEST(LxSampleType, FixBadWfxRepairsPcmRecordsOnly) {
         WORD bits, align;
         BOOL changed;
     } rows[] = {
-        {"20 bits stereo, align 6", Wfx(1, 2, 44100, 20, 6), 24, 6, TRUE},
         {"20 bits stereo, align 5", Wfx(1, 2, 44100, 20, 5), 24, 6, TRUE},
-        {"20 bits mono, align 3", Wfx(1, 1, 48000, 20, 3), 24, 3, TRUE},
         {"20 bits, 3 channels, align 0", Wfx(1, 3, 8000, 20, 0), 24, 9, TRUE},
         // 12 / 8 truncates to 1 byte.
         {"12 bits stereo, align 3", Wfx(1, 2, 44100, 12, 3), 12, 2, TRUE},
-        {"12 bits stereo, align 2", Wfx(1, 2, 44100, 12, 2), 12, 2, FALSE},
         {"16 bits stereo, align 4", Wfx(1, 2, 44100, 16, 4), 16, 4, FALSE},
         {"16 bits stereo, align 3", Wfx(1, 2, 44100, 16, 3), 16, 4, TRUE},
-        {"8 bits, 6 channels, align 1", Wfx(1, 6, 22050, 8, 1), 8, 6, TRUE},
         {"4 bits mono, align 1", Wfx(1, 1, 8000, 4, 1), 4, 0, TRUE},
-        {"0 channels, align 4", Wfx(1, 0, 44100, 16, 4), 16, 0, TRUE},
-        {"64 bits stereo, align 0", Wfx(1, 2, 44100, 64, 0), 64, 16, TRUE},
         // 4 * 65535 doesn't fit the field; its low 16 bits are stored.
         {"32 bits, 65535 channels", Wfx(1, 65535, 8000, 32, 4), 32, 0xFFFC, TRUE},
         {"float, bad align", Wfx(3, 2, 44100, 32, 3), 32, 3, FALSE},
-        {"float, 20 bits", Wfx(3, 2, 44100, 20, 6), 20, 6, FALSE},
         {"signed, 20 bits", Wfx(0xFE01, 2, 44100, 20, 1), 20, 1, FALSE},
-        {"big endian, bad align", Wfx(0xFE02, 2, 44100, 16, 1), 16, 1, FALSE},
         {"extensible, 20 bits", Ext(20, 20), 20, 4, FALSE},
         {"ADPCM", Wfx(2, 1, 22050, 4, 512, 32), 4, 512, FALSE},
     };
@@ -350,10 +285,7 @@ TEST(LxSampleType, IsEqualFormatComparesFourFields) {
         {"bits", [](Rec *w) { w->wBitsPerSample = 32; }, false},
         {"tag 1, same type", [](Rec *w) { w->wFormatTag = 1; }, false},
         {"block align", [](Rec *w) { w->nBlockAlign = 1; }, true},
-        {"data rate", [](Rec *w) { w->nAvgBytesPerSec = 7; }, true},
         {"cbSize", [](Rec *w) { w->cbSize = 0; }, true},
-        {"valid bits", [](Rec *w) { w->wValidBitsPerSample = 20; }, true},
-        {"channel mask", [](Rec *w) { w->dwChannelMask = 0x3F; }, true},
         {"subtype", [](Rec *w) { w->SubFormat = kFloatSubtype; }, true},
     };
     for (const auto &r : rows) {
@@ -368,7 +300,6 @@ TEST(LxSampleType, IsEqualFormatComparesFourFields) {
     EXPECT_EQ(LxAudio_GetSampleType(&pcm), LxAudio_GetSampleType(&base));
     EXPECT_FALSE(LxAudio_IsEqualFormat(&pcm, &base));
     EXPECT_FALSE(LxAudio_IsEqualFormat(nullptr, &base));
-    EXPECT_FALSE(LxAudio_IsEqualFormat(&base, nullptr));
     EXPECT_FALSE(LxAudio_IsEqualFormat(nullptr, nullptr));
 }
 
@@ -388,38 +319,24 @@ TEST(LxSampleType, FillSilenceOfEveryFormat) {
         BYTE fill;
     } rows[] = {
         {"PCM8 stereo", Stereo(1, 8), 3, S_OK, 6, 0x80},
-        {"PCM8 mono, 7 frames", Wfx(1, 1, 8000, 8, 1), 7, S_OK, 7, 0x80},
-        {"PCM16 stereo", Stereo(1, 16), 3, S_OK, 12, 0x00},
         {"PCM24 mono, 5 frames", Wfx(1, 1, 8000, 24, 3), 5, S_OK, 15, 0x00},
-        {"PCM24 stereo, 1 frame", Stereo(1, 24), 1, S_OK, 6, 0x00},
-        {"PCM32 stereo", Stereo(1, 32), 3, S_OK, 24, 0x00},
-        {"FLOAT32 stereo", Stereo(3, 32), 3, S_OK, 24, 0x00},
         {"FLOAT64 mono", Wfx(3, 1, 8000, 64, 8), 3, S_OK, 24, 0x00},
         {"float at 8 bits", Wfx(3, 1, 8000, 8, 1), 5, S_OK, 5, 0x00},
         {"UNPACKED24 at 24 bits", Wfx(0xFE00, 2, 8000, 24, 8), 3, S_OK, 24, 0x00},
-        {"UNPACKED24 at 32 bits", Wfx(0xFE00, 1, 8000, 32, 4), 3, S_OK, 12, 0x00},
         {"SIGNED8 is signed", Wfx(0xFE01, 1, 8000, 8, 1), 5, S_OK, 5, 0x00},
-        {"0xFE01 at 16 bits", Stereo(0xFE01, 16), 3, S_OK, 12, 0x00},
         {"BE8 is unsigned", Wfx(0xFE02, 1, 8000, 8, 1), 5, S_OK, 5, 0x80},
-        {"BE16", Stereo(0xFE02, 16), 3, S_OK, 12, 0x00},
         {"BE24, 3 channels", Wfx(0xFE02, 3, 8000, 24, 9), 1, S_OK, 9, 0x00},
-        {"BE32", Stereo(0xFE02, 32), 2, S_OK, 16, 0x00},
         {"extensible PCM8", Ext(8, 8), 3, S_OK, 6, 0x80},
-        {"extensible PCM16", Ext(16, 16), 3, S_OK, 12, 0x00},
         {"extensible PCM32 with 20 valid bits", Ext(32, 20), 1, S_OK, 8, 0x00},
         {"extensible float: quiet no-op", Ext(32, 32, kFloatSub), 3, S_OK, 0, 0},
         {"extensible short cbSize: no subtype", Wfx(0xFFFE, 1, 8000, 8, 1, 0), 3, S_OK, 0, 0},
         {"ADPCM", Wfx(2, 1, 22050, 4, 256, 32), 1, E_FAIL, 0, 0},
-        {"tag 0", Wfx(0, 1, 8000, 8, 1), 3, E_FAIL, 0, 0},
         {"tag 0xFE03", Wfx(0xFE03, 1, 8000, 8, 1), 3, E_FAIL, 0, 0},
         // The count comes from the stored alignment, however wrong.
         {"alignment 3 for 16-bit stereo", Wfx(1, 2, 8000, 16, 3), 3, S_OK, 9, 0x00},
-        {"alignment 5 for 8-bit mono", Wfx(1, 1, 8000, 8, 5), 1, S_OK, 5, 0x80},
         // A zero count wins over everything, even an unknown tag.
-        {"no frames", Stereo(1, 16), 0, S_OK, 0, 0},
         {"alignment 0", Wfx(1, 2, 8000, 16, 0), 9, S_OK, 0, 0},
         {"no frames, ADPCM", Wfx(2, 1, 22050, 4, 256, 32), 0, S_OK, 0, 0},
-        {"0 channels, alignment 0", Wfx(1, 0, 8000, 16, 0), 4, S_OK, 0, 0},
     };
     for (const auto &r : rows) {
         SCOPED_TRACE(r.name);
@@ -453,6 +370,9 @@ TEST(LxSampleType, FillSilenceRefusesMissingPointers) {
     EXPECT_EQ(E_FAIL, LxAudio_FillSilence(nullptr, buffer.data(), 2));
     EXPECT_EQ(E_FAIL, LxAudio_FillSilence(&w, nullptr, 2));
     EXPECT_EQ(S_OK, LxAudio_FillSilence(&w, nullptr, 0));
+    EXPECT_EQ(E_FAIL, LxAudio_FillSilenceChannel(nullptr, buffer.data(), 0, 2));
+    EXPECT_EQ(E_FAIL, LxAudio_FillSilenceChannel(&w, nullptr, 0, 2));
+    EXPECT_EQ(S_OK, LxAudio_FillSilenceChannel(&w, nullptr, 0, 0));
     EXPECT_EQ(Bytes(8, kMark), buffer);
 }
 
@@ -477,49 +397,34 @@ TEST(LxSampleType, FillSilenceChannelWritesOneChannel) {
         std::vector<int> pattern;
     } rows[] = {
         {"PCM8 stereo, right", Stereo(1, 8), 1, 3, S_OK, {_, 0x80, _, 0x80, _, 0x80, _, _}},
-        {"PCM8 stereo, left", Stereo(1, 8), 0, 2, S_OK, {0x80, _, 0x80, _, _, _, _, _}},
         {"PCM16 stereo, left", Stereo(1, 16), 0, 2, S_OK, {0, 0, _, _, 0, 0, _, _, _, _}},
         {"PCM24, 3 channels, third", Wfx(1, 3, 8000, 24, 9), 2, 2, S_OK,
          {_, _, _, _, _, _, 0, 0, 0, _, _, _, _, _, _, 0, 0, 0, _, _}},
         {"PCM32 stereo, right", Stereo(1, 32), 1, 2, S_OK,
          {_, _, _, _, 0, 0, 0, 0, _, _, _, _, 0, 0, 0, 0, _}},
-        {"FLOAT32 stereo, left", Stereo(3, 32), 0, 2, S_OK,
-         {0, 0, 0, 0, _, _, _, _, 0, 0, 0, 0, _, _, _, _, _}},
         {"FLOAT64 stereo, right", Stereo(3, 64), 1, 1, S_OK,
          {_, _, _, _, _, _, _, _, 0, 0, 0, 0, 0, 0, 0, 0, _}},
         {"float at 16 bits", Stereo(3, 16), 0, 2, E_FAIL, {_, _, _, _}},
-        {"float at 24 bits", Stereo(3, 24), 0, 2, E_FAIL, {_, _, _, _}},
         // Unpacked 24-bit samples fill their four-byte words.
         {"UNPACKED24 at 24 bits, right", Wfx(0xFE00, 2, 8000, 24, 8), 1, 2, S_OK,
          {_, _, _, _, 0, 0, 0, 0, _, _, _, _, 0, 0, 0, 0, _}},
-        {"UNPACKED24 at 32 bits, left", Stereo(0xFE00, 32), 0, 1, S_OK,
-         {0, 0, 0, 0, _, _, _, _, _}},
         {"0xFE00 at 8 bits", Stereo(0xFE00, 8), 0, 2, S_OK, {0x80, _, 0x80, _, _}},
         {"SIGNED8 stereo, right", Stereo(0xFE01, 8), 1, 3, S_OK, {_, 0, _, 0, _, 0, _}},
-        {"0xFE01 at 16 bits", Stereo(0xFE01, 16), 1, 1, S_OK, {_, _, 0, 0, _}},
-        {"BE8 stereo, left", Stereo(0xFE02, 8), 0, 2, S_OK, {0x80, _, 0x80, _, _}},
         {"BE24 stereo, right", Stereo(0xFE02, 24), 1, 1, S_OK, {_, _, _, 0, 0, 0, _}},
         // The step is computed, not read from the alignment.
         {"alignment 0", Wfx(1, 2, 8000, 16, 0), 1, 2, S_OK, {_, _, 0, 0, _, _, 0, 0, _}},
-        {"alignment 7", Wfx(1, 2, 8000, 16, 7), 0, 2, S_OK, {0, 0, _, _, 0, 0, _, _, _}},
         {"PCM at 20 bits", Wfx(1, 2, 8000, 20, 6), 0, 1, E_FAIL, {_, _, _, _, _, _}},
-        {"PCM at 64 bits", Stereo(1, 64), 0, 1, E_FAIL, {_, _, _, _}},
-        {"PCM at 12 bits", Wfx(1, 2, 8000, 12, 2), 0, 1, E_FAIL, {_, _, _}},
         // Taken whole by LxAudio_FillSilence, refused one channel at a time.
         {"extensible PCM16 stereo", Ext(16, 16), 0, 2, E_FAIL, {_, _, _, _}},
         {"ADPCM stereo", Wfx(2, 2, 22050, 4, 512, 32), 0, 2, E_FAIL, {_, _, _}},
         {"channel past the last", Stereo(1, 16), 2, 2, E_FAIL, {_, _, _, _}},
-        {"channel far past", Stereo(1, 16), 0xFFFFFFFF, 2, E_FAIL, {_, _, _, _}},
         {"0 channels", Wfx(1, 0, 8000, 16, 0), 0, 2, E_FAIL, {_, _, _, _}},
-        {"no frames", Stereo(1, 16), 1, 0, S_OK, {_, _, _, _}},
         {"no frames, unknown tag", Wfx(2, 2, 22050, 4, 512, 32), 1, 0, S_OK, {_, _, _}},
         {"no frames, bad channel", Stereo(1, 16), 2, 0, E_FAIL, {_, _, _}},
         // Mono becomes LxAudio_FillSilence, which counts by the alignment.
-        {"mono PCM8, channel 0", Wfx(1, 1, 8000, 8, 1), 0, 3, S_OK, {0x80, 0x80, 0x80, _}},
         {"mono PCM8, channel 1", Wfx(1, 1, 8000, 8, 1), 1, 3, E_FAIL, {_, _, _, _}},
         {"mono, alignment 2", Wfx(1, 1, 8000, 8, 2), 0, 2, S_OK, {0x80, 0x80, 0x80, 0x80, _}},
         {"mono extensible PCM16", Ext(16, 16, kPcmSub, 1), 0, 2, S_OK, {0, 0, 0, 0, _}},
-        {"mono extensible float", Ext(32, 32, kFloatSub, 1), 0, 2, S_OK, {_, _, _, _}},
         {"mono ADPCM", Wfx(2, 1, 22050, 4, 256, 32), 0, 1, E_FAIL, {_, _, _}},
     };
     for (const auto &r : rows) {
@@ -531,15 +436,6 @@ TEST(LxSampleType, FillSilenceChannelWritesOneChannel) {
             expected[i] = r.pattern[i] == _ ? kMark : (BYTE)r.pattern[i];
         EXPECT_EQ(expected, buffer);
     }
-}
-
-TEST(LxSampleType, FillSilenceChannelRefusesMissingPointers) {
-    const Rec w = Stereo(1, 16);
-    Bytes buffer(8, kMark);
-    EXPECT_EQ(E_FAIL, LxAudio_FillSilenceChannel(nullptr, buffer.data(), 0, 2));
-    EXPECT_EQ(E_FAIL, LxAudio_FillSilenceChannel(&w, nullptr, 0, 2));
-    EXPECT_EQ(S_OK, LxAudio_FillSilenceChannel(&w, nullptr, 0, 0));
-    EXPECT_EQ(Bytes(8, kMark), buffer);
 }
 
 // ---------------------------------------------------------------------------
@@ -611,27 +507,6 @@ protected:
     }
 };
 
-TEST_F(LxSampleTypeText, OwnTagsNameThemselvesFromTheStringTable) {
-    const struct {
-        UINT tag;
-        const char *text;
-    } rows[] = {
-        {1, "PCM"},
-        {3, "PCM (float)"},
-        {0xFE00, "PCM (unpacked)"},
-        {0xFE01, "PCM (signed)"},
-        {0xFE02, "PCM (big endian)"},
-    };
-    for (const auto &r : rows) {
-        SCOPED_TRACE(Hex((WORD)r.tag));
-        HRESULT hr = E_UNEXPECTED;
-        EXPECT_EQ(r.text, Text(r.tag, &hr));
-        EXPECT_EQ(S_OK, hr);
-        EXPECT_EQ(S_OK, LxAudio_GetTagText(r.tag, nullptr, 0));
-        EXPECT_EQ(S_OK, LxAudio_GetTagText(r.tag, nullptr, 64));
-    }
-}
-
 TEST_F(LxSampleTypeText, TagTextCopiesAtMostSizeAndZeroesTheLastByte) {
     const struct {
         UINT tag, size;
@@ -639,10 +514,8 @@ TEST_F(LxSampleTypeText, TagTextCopiesAtMostSizeAndZeroesTheLastByte) {
     } rows[] = {
         // Terminator copied, marks behind it kept, the buffer's last byte 0.
         {1, 8, {'P', 'C', 'M', 0, kMark, kMark, kMark, 0, kMark, kMark}},
-        {1, 4, {'P', 'C', 'M', 0, kMark, kMark, kMark, kMark, kMark, kMark}},
         {1, 3, {'P', 'C', 0, kMark, kMark, kMark, kMark, kMark, kMark, kMark}},
         {1, 1, {0, kMark, kMark, kMark, kMark, kMark, kMark, kMark, kMark, kMark}},
-        {3, 6, {'P', 'C', 'M', ' ', '(', 0, kMark, kMark, kMark, kMark}},
         {0xFE02, 10, {'P', 'C', 'M', ' ', '(', 'b', 'i', 'g', ' ', 0}},
         // Size 0: nothing written.
         {1, 0, {kMark, kMark, kMark, kMark, kMark, kMark, kMark, kMark, kMark, kMark}},
@@ -658,89 +531,37 @@ TEST_F(LxSampleTypeText, TagTextCopiesAtMostSizeAndZeroesTheLastByte) {
 // Tags 2 and 0x55 are named by the compression manager's drivers, and these
 // are Wine's names. Windows' drivers call tag 2 "Microsoft ADPCM" as well,
 // but 0x55 "MPEG Layer-3" where Wine says "MPeg3".
-TEST_F(LxSampleTypeText, CompressedTagsAreNamedByTheCompressionManager) {
+TEST_F(LxSampleTypeText, TagTexts) {
     const struct {
         UINT tag;
         const char *text;
+        HRESULT hr;
     } rows[] = {
-        {2, "Microsoft ADPCM"},
-        {0x55, "MPeg3"},
+        {1, "PCM", S_OK},
+        {3, "PCM (float)", S_OK},
+        {0xFE00, "PCM (unpacked)", S_OK},
+        {0xFE01, "PCM (signed)", S_OK},
+        {0xFE02, "PCM (big endian)", S_OK},
+        {2, "Microsoft ADPCM", S_OK},
+        {0x55, "MPeg3", S_OK},
+        {0, "Unknown", E_FAIL},
+        {0xFE03, "Unknown", E_FAIL},
+        {0x10001, "Unknown", E_FAIL},
     };
     for (const auto &r : rows) {
         SCOPED_TRACE(Hex((WORD)r.tag));
         HRESULT hr = E_UNEXPECTED;
         EXPECT_EQ(r.text, Text(r.tag, &hr));
-        EXPECT_EQ(S_OK, hr);
-        EXPECT_EQ(S_OK, LxAudio_GetTagText(r.tag, nullptr, 0));
-    }
-}
-
-TEST_F(LxSampleTypeText, TagsNoOneKnowsAreUnknown) {
-    const UINT tags[] = {0, 0x7777, 0xFE03, 0xFFFF, 0x10001};
-    for (UINT tag : tags) {
-        SCOPED_TRACE(Hex((WORD)tag));
-        HRESULT hr = S_OK;
-        EXPECT_EQ("Unknown", Text(tag, &hr));
-        EXPECT_EQ(E_FAIL, hr);
-        EXPECT_EQ(E_FAIL, LxAudio_GetTagText(tag, nullptr, 0));
+        EXPECT_EQ(r.hr, hr);
+        EXPECT_EQ(r.hr, LxAudio_GetTagText(r.tag, nullptr, 0));
+        if (r.tag == 1 || r.tag == 3 || (r.tag >= 0xFE00 && r.tag <= 0xFE02)) {
+            EXPECT_EQ(S_OK, LxAudio_GetTagText(r.tag, nullptr, 64));
+        }
+        if (r.hr == S_OK) continue;
         Bytes small(6, kMark);
-        EXPECT_EQ(E_FAIL, LxAudio_GetTagText(tag, reinterpret_cast<char *>(small.data()), 4));
+        EXPECT_EQ(E_FAIL, LxAudio_GetTagText(r.tag, reinterpret_cast<char *>(small.data()), 4));
         EXPECT_EQ((Bytes{'U', 'n', 'k', 0, kMark, kMark}), small);
     }
-}
-
-TEST_F(LxSampleTypeText, AttribsOfOwnTagsAreFormattedFromTheStringTable) {
-    // $d groups with the user's thousand separator (T); "$," is the user's
-    // list separator (L).
-    const std::string T = Locale(LOCALE_STHOUSAND), L = List();
-    const struct {
-        const char *name;
-        Rec w;
-        std::string text;
-    } rows[] = {
-        {"PCM16 stereo", Stereo(1, 16), "44" + T + "100 Hz" + L + " 16 Bit" + L + " Stereo"},
-        {"PCM8 mono", Wfx(1, 1, 8000, 8, 1), "8" + T + "000 Hz" + L + " 8 Bit" + L + " Mono"},
-        {"PCM24 at 6 channels", Wfx(1, 6, 96000, 24, 18),
-         "96" + T + "000 Hz" + L + " 24 Bit" + L + " 6 Channel"},
-        {"float mono", Wfx(3, 1, 48000, 32, 4),
-         "48" + T + "000 Hz" + L + " 32 Bit (IEEE Float)" + L + " Mono"},
-        {"float64 stereo", Stereo(3, 64),
-         "44" + T + "100 Hz" + L + " 64 Bit (IEEE Float)" + L + " Stereo"},
-        {"unpacked", Wfx(0xFE00, 2, 22050, 32, 8), "22" + T + "050 Hz" + L + " 32 Bit" + L + " Stereo"},
-        {"signed", Wfx(0xFE01, 1, 11025, 8, 1), "11" + T + "025 Hz" + L + " 8 Bit" + L + " Mono"},
-        {"big endian, 3 channels", Wfx(0xFE02, 3, 1000000, 16, 6),
-         "1" + T + "000" + T + "000 Hz" + L + " 16 Bit" + L + " 3 Channel"},
-        {"below a thousand", Wfx(1, 2, 500, 16, 4), "500 Hz" + L + " 16 Bit" + L + " Stereo"},
-        {"rate 0", Wfx(1, 2, 0, 16, 4), "0 Hz" + L + " 16 Bit" + L + " Stereo"},
-        // The gate only asks that the alignment adds up: 0 channels, 0 bytes.
-        {"0 channels, alignment 0", Wfx(1, 0, 44100, 16, 0),
-         "44" + T + "100 Hz" + L + " 16 Bit" + L + " 0 Channel"},
-        // 12 / 8 is 1: alignment 2 adds up for stereo.
-        {"12 bits, alignment 2", Wfx(1, 2, 8000, 12, 2), "8" + T + "000 Hz" + L + " 12 Bit" + L + " Stereo"},
-        // 20 / 8 is 2: alignment 4 adds up, and 20 bits are shown as stored.
-        {"20 bits, alignment 4", Wfx(1, 2, 44100, 20, 4),
-         "44" + T + "100 Hz" + L + " 20 Bit" + L + " Stereo"},
-        {"65535 channels", Wfx(1, 65535, 8000, 0, 0),
-         "8" + T + "000 Hz" + L + " 0 Bit" + L + " 65535 Channel"},
-    };
-    for (const auto &r : rows) {
-        SCOPED_TRACE(r.name);
-        HRESULT hr = E_UNEXPECTED;
-        EXPECT_EQ(r.text, Attribs(&r.w, &hr));
-        EXPECT_EQ(S_OK, hr);
-        EXPECT_EQ(S_OK, LxAudio_GetAttribsText(&r.w, nullptr, 0));
-    }
-}
-
-TEST_F(LxSampleTypeText, AttribsOfA16BytePcmRecordReadNoFurther) {
-    const Rec w = Wfx(1, 1, 500, 8, 1);
-    GuardBuffer rec(&w, 16);
-    ASSERT_TRUE(rec.ok());
-    const std::string L = List();
-    HRESULT hr = E_UNEXPECTED;
-    EXPECT_EQ("500 Hz" + L + " 8 Bit" + L + " Mono",
-              Attribs(reinterpret_cast<const tWAVEFORMATEX *>(rec.data()), &hr));
-    EXPECT_EQ(S_OK, hr);
 }
 
 TEST_F(LxSampleTypeText, AttribsCopyAtMostSize) {
@@ -752,6 +573,11 @@ TEST_F(LxSampleTypeText, AttribsCopyAtMostSize) {
 
 // A complete ADPCM record: 22050 Hz mono, 512-byte blocks of 1012 samples,
 // the seven standard coefficient pairs.
+Bytes Head(const Rec &w, size_t n) {
+    const BYTE *p = reinterpret_cast<const BYTE *>(&w);
+    return Bytes(p, p + n);
+}
+
 Bytes Adpcm22kMono() {
     Bytes b(18 + 32, 0);
     Rec w = Wfx(2, 1, 22050, 4, 512, 32);
@@ -762,105 +588,60 @@ Bytes Adpcm22kMono() {
     return b;
 }
 
-Bytes Mp3At44kStereo() {
-    MPEGLAYER3WAVEFORMAT m;
-    memset(&m, 0, sizeof m);
-    m.wfx.wFormatTag = 0x55;
-    m.wfx.nChannels = 2;
-    m.wfx.nSamplesPerSec = 44100;
-    m.wfx.nAvgBytesPerSec = 16000;
-    m.wfx.nBlockAlign = 1;
-    m.wfx.wBitsPerSample = 0;
-    m.wfx.cbSize = MPEGLAYER3_WFX_EXTRA_BYTES;
-    m.wID = MPEGLAYER3_ID_MPEG;
-    m.fdwFlags = MPEGLAYER3_FLAG_PADDING_OFF;
-    m.nBlockSize = 417;
-    m.nFramesPerBlock = 1;
-    m.nCodecDelay = 1393;
-    const BYTE *p = reinterpret_cast<const BYTE *>(&m);
-    return Bytes(p, p + sizeof m);
-}
-
-// The compression manager's texts as Wine gives them: when its driver leaves
-// the text empty, Wine composes "<rate> Hz; <bits> bits; Mono|Stereo" (no
-// bits field at 0 bits, "Stereo" for any count but 1). Windows' drivers
-// write their own texts with the locale's separators, such as "22,050 Hz,
-// 4 Bit, Mono".
-TEST_F(LxSampleTypeText, AttribsOfCompressedFormatsComeFromTheCompressionManager) {
+// Every record sits flush with a guard page: PCM and float as 16 bytes, the
+// rest as 18 + cbSize. Own tags whose alignment adds up are formatted from
+// the string table: $d groups with the user's thousand separator (T), "$,"
+// is the user's list separator (L). Any other record is the compression
+// manager's to name, and these are Wine's texts: when its driver leaves the
+// text empty, Wine composes "<rate> Hz; <bits> bits; Mono|Stereo", and its
+// drivers accept any tag at a standard rate, depth and channel count.
+TEST_F(LxSampleTypeText, AttribsTexts) {
+    const std::string T = Locale(LOCALE_STHOUSAND), L = List();
     const struct {
         const char *name;
         Bytes record;
-        const char *text;
+        std::string text;
+        HRESULT hr;
     } rows[] = {
-        {"ADPCM", Adpcm22kMono(), "22050 Hz; 4 bits; Mono"},
-        {"MPEG layer 3", Mp3At44kStereo(), "44100 Hz; Stereo"},
+        {"PCM16 stereo", Head(Stereo(1, 16), 16), "44" + T + "100 Hz" + L + " 16 Bit" + L + " Stereo", S_OK},
+        {"PCM8 mono", Head(Wfx(1, 1, 500, 8, 1), 16), "500 Hz" + L + " 8 Bit" + L + " Mono", S_OK},
+        {"PCM24 at 6 channels", Head(Wfx(1, 6, 96000, 24, 18), 16),
+         "96" + T + "000 Hz" + L + " 24 Bit" + L + " 6 Channel", S_OK},
+        {"float mono", Head(Wfx(3, 1, 48000, 32, 4), 16),
+         "48" + T + "000 Hz" + L + " 32 Bit (IEEE Float)" + L + " Mono", S_OK},
+        {"big endian, 3 channels", Head(Wfx(0xFE02, 3, 1000000, 16, 6), 18),
+         "1" + T + "000" + T + "000 Hz" + L + " 16 Bit" + L + " 3 Channel", S_OK},
+        // The gate only asks that the alignment adds up: 0 channels, 0 bytes.
+        {"0 channels, alignment 0", Head(Wfx(1, 0, 44100, 16, 0), 16),
+         "44" + T + "100 Hz" + L + " 16 Bit" + L + " 0 Channel", S_OK},
+        // 20 / 8 is 2: alignment 4 adds up, and 20 bits are shown as stored.
+        {"20 bits, alignment 4", Head(Wfx(1, 2, 44100, 20, 4), 16),
+         "44" + T + "100 Hz" + L + " 20 Bit" + L + " Stereo", S_OK},
+        {"65535 channels", Head(Wfx(1, 65535, 8000, 0, 0), 16),
+         "8" + T + "000 Hz" + L + " 0 Bit" + L + " 65535 Channel", S_OK},
+        {"ADPCM", Adpcm22kMono(), "22050 Hz; 4 bits; Mono", S_OK},
+        {"PCM16 stereo, alignment 3", Head(Wfx(1, 2, 44100, 16, 3), 16), "44100 Hz; 16 bits; Stereo", S_OK},
+        {"PCM16 mono, alignment 0", Head(Wfx(1, 1, 44100, 16, 0), 16), "44100 Hz; 16 bits; Mono", S_OK},
+        {"PCM16 at 12345 Hz, alignment 3", Head(Wfx(1, 2, 12345, 16, 3), 16), "Unknown", E_FAIL},
+        {"PCM at 20 bits, alignment 6", Head(Wfx(1, 2, 44100, 20, 6), 16), "Unknown", E_FAIL},
+        {"float mono, alignment 1", Head(Wfx(3, 1, 48000, 32, 1), 16), "Unknown", E_FAIL},
+        {"big endian at 12345 Hz, alignment 1", Head(Wfx(0xFE02, 2, 12345, 16, 1), 18), "Unknown",
+         E_FAIL},
+        {"tag 0x7777 at 12345 Hz", Head(Wfx(0x7777, 3, 12345, 16, 6), 18), "Unknown", E_FAIL},
+        {"extensible with a float subtype", RecordBytes(Ext(32, 32, kFloatSub)), "Unknown", E_FAIL},
+        {"extensible PCM with 20 valid bits", RecordBytes(Ext(32, 20)), "Unknown", E_FAIL},
+        {"ADPCM, everything else 0", Head(Wfx(2, 0, 0, 0, 0), 18), "Unknown", E_FAIL},
     };
     for (const auto &r : rows) {
         SCOPED_TRACE(r.name);
         GuardBuffer rec(r.record.data(), r.record.size());
         ASSERT_TRUE(rec.ok());
-        HRESULT hr = E_UNEXPECTED;
-        EXPECT_EQ(r.text, Attribs(reinterpret_cast<const tWAVEFORMATEX *>(rec.data()), &hr));
-        EXPECT_EQ(S_OK, hr);
-    }
-}
-
-// Whatever the tag, a record whose alignment doesn't add up is the
-// manager's to name. Wine's drivers accept any tag at a standard rate,
-// depth and channel count, so a 44100 Hz 16-bit stereo record is named
-// even under a private or unassigned tag where Windows has no driver that
-// would; at an odd rate nobody accepts it.
-TEST_F(LxSampleTypeText, AttribsOfMisalignedRecordsGoToTheCompressionManager) {
-    const struct {
-        const char *name;
-        Rec w;
-        const char *text;
-        HRESULT hr;
-    } rows[] = {
-        {"PCM16 stereo, alignment 3", Wfx(1, 2, 44100, 16, 3), "44100 Hz; 16 bits; Stereo", S_OK},
-        {"PCM16 stereo, alignment 0", Wfx(1, 2, 44100, 16, 0), "44100 Hz; 16 bits; Stereo", S_OK},
-        {"PCM16 mono, alignment 0", Wfx(1, 1, 44100, 16, 0), "44100 Hz; 16 bits; Mono", S_OK},
-        {"PCM16 at 12345 Hz, alignment 3", Wfx(1, 2, 12345, 16, 3), "Unknown", E_FAIL},
-        {"PCM at 20 bits, alignment 6", Wfx(1, 2, 44100, 20, 6), "Unknown", E_FAIL},
-        {"PCM16, 0 channels, alignment 4", Wfx(1, 0, 44100, 16, 4), "Unknown", E_FAIL},
-        {"float mono, alignment 1", Wfx(3, 1, 48000, 32, 1), "Unknown", E_FAIL},
-        {"big endian 16 stereo, alignment 1", Wfx(0xFE02, 2, 44100, 16, 1),
-         "44100 Hz; 16 bits; Stereo", S_OK},
-        {"big endian at 12345 Hz, alignment 1", Wfx(0xFE02, 2, 12345, 16, 1), "Unknown", E_FAIL},
-    };
-    for (const auto &r : rows) {
-        SCOPED_TRACE(r.name);
-        // PCM and float are handed over as 16 bytes, the rest as 18 + cbSize.
-        GuardBuffer rec(&r.w, r.w.wFormatTag <= 3 ? 16 : 18);
-        ASSERT_TRUE(rec.ok());
-        HRESULT hr = E_UNEXPECTED;
-        EXPECT_EQ(r.text, Attribs(reinterpret_cast<const tWAVEFORMATEX *>(rec.data()), &hr));
-        EXPECT_EQ(r.hr, hr);
-    }
-}
-
-TEST_F(LxSampleTypeText, AttribsOfFormatsNoOneKnowsAreUnknown) {
-    const struct {
-        const char *name;
-        Rec w;
-        size_t bytes;
-    } rows[] = {
-        {"tag 0x7777 at 12345 Hz", Wfx(0x7777, 3, 12345, 16, 6), 18},
-        {"tag 0xFE03 at 12345 Hz", Wfx(0xFE03, 1, 12345, 8, 1), 18},
-        {"extensible with a float subtype", Ext(32, 32, kFloatSub), 40},
-        {"extensible PCM with 20 valid bits", Ext(32, 20), 40},
-        {"tag 0, everything 0", Wfx(0, 0, 0, 0, 0), 18},
-        {"ADPCM, everything else 0", Wfx(2, 0, 0, 0, 0), 18},
-    };
-    for (const auto &r : rows) {
-        SCOPED_TRACE(r.name);
-        GuardBuffer rec(&r.w, r.bytes);
-        ASSERT_TRUE(rec.ok());
         const tWAVEFORMATEX *w = reinterpret_cast<const tWAVEFORMATEX *>(rec.data());
-        HRESULT hr = S_OK;
-        EXPECT_EQ("Unknown", Attribs(w, &hr));
-        EXPECT_EQ(E_FAIL, hr);
-        EXPECT_EQ(E_FAIL, LxAudio_GetAttribsText(w, nullptr, 0));
+        HRESULT hr = E_UNEXPECTED;
+        EXPECT_EQ(r.text, Attribs(w, &hr));
+        EXPECT_EQ(r.hr, hr);
+        EXPECT_EQ(r.hr, LxAudio_GetAttribsText(w, nullptr, 0));
+        if (r.hr == S_OK) continue;
         Bytes small(6, kMark);
         EXPECT_EQ(E_FAIL, LxAudio_GetAttribsText(w, reinterpret_cast<char *>(small.data()), 4));
         EXPECT_EQ((Bytes{'U', 'n', 'k', 0, kMark, kMark}), small);

@@ -475,37 +475,21 @@ TEST_F(RiffFile, SeekListEntryLeavesTheCursorOnTheEntry) {
 
 TEST_F(RiffFile, DeleteChunkMovesTheRestDown) {
     Bytes twoDups = Image().Riff("TEST").Chunk("dup ", Filled(3)).Chunk("keep", Filled(2)).Chunk("dup ", Filled(4)).Finish();
+    // The expected file: the bytes before with [at, at + deleted) taken out
+    // and the RIFF size given.
     const struct {
         const char *name;
         Bytes before;
         const char *id;
         BOOL list;
-        DWORD deleted;
-        Bytes after;
+        DWORD deleted, at, riffSize;
     } rows[] = {
-        {"odd chunk in the middle", WaveLike(), "data", FALSE, 16,
-         Image().Riff("WAVE")
-             .Chunk("fmt ", Bytes{1, 0, 2, 0, 0x44, 0xAC, 0, 0, 0x10, 0xB1, 2, 0, 4, 0, 16, 0})
-             .List("INFO").Chunk("INAM", Text("Name")).Chunk("ISFT", Text("x")).Close()
-             .Chunk("zero", Bytes{}).Chunk("cue ", Filled(28, 0x40))
-             .List("adtl").Chunk("labl", Filled(9, 0x60)).Close()
-             .Finish()},
-        {"a list", WaveLike(), "INFO", TRUE, 36,
-         Image().Riff("WAVE")
-             .Chunk("fmt ", Bytes{1, 0, 2, 0, 0x44, 0xAC, 0, 0, 0x10, 0xB1, 2, 0, 4, 0, 16, 0})
-             .Chunk("zero", Bytes{}).Chunk("data", Filled(7)).Chunk("cue ", Filled(28, 0x40))
-             .List("adtl").Chunk("labl", Filled(9, 0x60)).Close()
-             .Finish()},
-        {"the last list: the file is cut", WaveLike(), "adtl", TRUE, 30,
-         Image().Riff("WAVE")
-             .Chunk("fmt ", Bytes{1, 0, 2, 0, 0x44, 0xAC, 0, 0, 0x10, 0xB1, 2, 0, 4, 0, 16, 0})
-             .List("INFO").Chunk("INAM", Text("Name")).Chunk("ISFT", Text("x")).Close()
-             .Chunk("zero", Bytes{}).Chunk("data", Filled(7)).Chunk("cue ", Filled(28, 0x40))
-             .Finish()},
-        {"only the first match", twoDups, "dup ", FALSE, 12,
-         Image().Riff("TEST").Chunk("keep", Filled(2)).Chunk("dup ", Filled(4)).Finish()},
+        {"odd chunk in the middle", WaveLike(), "data", FALSE, 16, 80, 138},
+        {"a list", WaveLike(), "INFO", TRUE, 36, 36, 118},
+        {"the last list: the file is cut", WaveLike(), "adtl", TRUE, 30, 132, 124},
+        {"only the first match", twoDups, "dup ", FALSE, 12, 12, 26},
         {"several rounds", Image().Riff("TEST").Chunk("big ", Filled(5000)).Chunk("more", Filled(9000, 7)).Finish(),
-         "big ", FALSE, 5008, Image().Riff("TEST").Chunk("more", Filled(9000, 7)).Finish()},
+         "big ", FALSE, 5008, 12, 9012},
     };
     for (const auto &r : rows) {
         SCOPED_TRACE(r.name);
@@ -513,8 +497,11 @@ TEST_F(RiffFile, DeleteChunkMovesTheRestDown) {
         DWORD deleted = 99;
         ASSERT_EQ(LX_S_OK, riff_DeleteChunk(h(), Id(r.id), &deleted, r.list));
         EXPECT_EQ(r.deleted, deleted);
+        Bytes want = r.before;
+        want.erase(want.begin() + r.at, want.begin() + r.at + r.deleted);
+        PutWordAt(want, 4, r.riffSize);
         Bytes now = f.Contents();
-        EXPECT_EQ(r.after, now);
+        EXPECT_EQ(want, now);
         EXPECT_EQ(now.size(), f.Pos());  // the cursor ends at the end
     }
 }

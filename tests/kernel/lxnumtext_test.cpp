@@ -45,7 +45,6 @@ const FormatRow kFormatRows[] = {
     {kDecimal, "1234.5", 0, {"1234.5", "1234,5", "1234.5", "1234,5"}},
     {kDecimal, "1234", 0, {"1234", "1234", "1234", "1234"}},
     {kDecimal, ".5", 0, {"0.5", "0,5", "0.5", "0,5"}},
-    {kDecimal, "0.25", 0, {"0.25", "0,25", "0.25", "0,25"}},
     {kDecimal, "-0.125", 0, {"-0.125", "-0,125", "-0.125", "-0,125"}},
     {kDecimal, "1234567.000", 0, {"1234567.000", "1234567,000", "1234567.000", "1234567,000"}},
     {kGroupDecimal, "1234567.891", -1, {"1,234,567.891", "1.234.567,891", "1,234,567.891",
@@ -136,7 +135,6 @@ const DoubleRow kDoubleRows[] = {
                              "-1" NB "234" NB "567,891"}},
     {1234567.0, 0, TRUE, {"1,234,567", "1.234.567", "1,234,567", "1" NB "234" NB "567"}},
     {0.5, 0, FALSE, {"1", "1", "1", "1"}},
-    {2.5, 0, FALSE, {"3", "3", "3", "3"}},
     {0.05, 1, FALSE, {"0.1", "0.1", "0.1", "0.1"}},
     // The fraction keeps its leading zeros.
     {0.000001, 9, FALSE, {"0.000001000", "0.000001000", "0.000001000", "0.000001000"}},
@@ -240,8 +238,6 @@ TEST(LxNumText, UngroupedIntegers) {
     };
     const Row rows[] = {
         {"LONG_MIN", [](char *o) { return LxLongToText(LONG_MIN, o, FALSE); }, "-2147483648"},
-        {"LONG_MAX", [](char *o) { return LxLongToText(LONG_MAX, o, FALSE); }, "2147483647"},
-        {"0", [](char *o) { return LxLongToText(0, o, FALSE); }, "0"},
         {"dword max", [](char *o) { return LxDWordToText(0xFFFFFFFFu, o, FALSE); }, "4294967295"},
         // A high word of 0 reads the low word unsigned, even for LongLong.
         {"ll 0:ffffffff", [](char *o) { return LxLongLongToText(0xFFFFFFFFu, 0, o, FALSE); },
@@ -326,9 +322,6 @@ TEST(LxNumText, StringReplaceChars) {
     char list[] = "one|two|";
     EXPECT_EQ(LxStringReplaceChars(list, '|', 0), 8);
     EXPECT_EQ(memcmp(list, "one\0two\0", 9), 0);
-    char none[] = "abc";
-    EXPECT_EQ(LxStringReplaceChars(none, 'x', 'y'), 3);
-    EXPECT_STREQ(none, "abc");
     char high[] = "caf\xE9";
     EXPECT_EQ(LxStringReplaceChars(high, '\xE9', 'e'), 4);
     EXPECT_STREQ(high, "cafe");
@@ -341,8 +334,7 @@ TEST(LxNumText, StripWhiteSpace) {
         const char *expected;
     };
     const Row rows[] = {
-        {"  a b \t\r\n", "a b"}, {"name", "name"}, {"", ""}, {" \t\v\f ", ""},
-        {"x ", "x"}, {"\n x", "x"}, {"a  b", "a  b"},
+        {"  a b \t\r\n", "a b"}, {"name", "name"}, {"", ""}, {" \t\v\f ", ""}, {"a  b", "a  b"},
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(row.text);

@@ -50,7 +50,6 @@ const TextRow kSequenceRows[] = {
     {"$$d", "$d"},
     {"$%", "%"},
     {"%%", "%"},
-    {"100%%", "100%"},
     {"%%d", "%d"},
     // A lone head at the end, or a spec with no conversion character, is
     // written as it stands with % as its head.
@@ -63,13 +62,11 @@ const TextRow kSequenceRows[] = {
     {"%:", ":"},
     {"%!:", ":"},
     {"%!.", "."},
-    {"%!,", ","},
     {"$!,", ","},
     {"12%!:34%!,56", "12:34,56"},
     {"%!x", "x"},  // no separator, and the character stays
     {"%!", ""},
     {"%&:", "."},
-    {"%&.", "."},
     {"%&,", ","},
     {"%&", ""},
     {"1%&:2%&.3", "1.2.3"},
@@ -77,11 +74,9 @@ const TextRow kSequenceRows[] = {
     {"$(nosuch)", "$(nosuch)"},
     {"[$()]", "[$()]"},
     {"$(12", "$(12"},
-    {"$(12 apples", "$(12 apples"},
     {"$(-x)", "$(-x)"},
     {"$(name", "$(name"},
     {"$(", "$("},
-    {"x$(", "x$("},
 };
 
 TEST(LxPrintF, Sequences) {
@@ -106,7 +101,6 @@ TEST(LxPrintF, NullArguments) {
 TEST(LxPrintF, ConversionsWithoutLocale) {
     EXPECT_EQ(Format("%d", 1234567), "1234567");
     EXPECT_EQ(Format("%d", INT_MIN), "-2147483648");
-    EXPECT_EQ(Format("%i", -5), "-5");
     EXPECT_EQ(Format("%u", 0xFFFFFFFFu), "4294967295");
     EXPECT_EQ(Format("%5d|", 42), "   42|");
     EXPECT_EQ(Format("%-5d|", 42), "42   |");
@@ -115,28 +109,22 @@ TEST(LxPrintF, ConversionsWithoutLocale) {
     EXPECT_EQ(Format("$x", 0xBEEFu), "beef");
     EXPECT_EQ(Format("%08X", 0xBEEFu), "0000BEEF");
     EXPECT_EQ(Format("%#x", 255u), "0xff");
-    EXPECT_EQ(Format("%o", 8u), "10");
     EXPECT_EQ(Format("%I64d", -5LL), "-5");
     EXPECT_EQ(Format("%I64u", 18446744073709551615ULL), "18446744073709551615");
     EXPECT_EQ(Format("%I64x", 0x123456789ABULL), "123456789ab");
-    EXPECT_EQ(Format("%I64X", 0xFEDCBA9876543210ULL), "FEDCBA9876543210");
-    EXPECT_EQ(Format("%I64o", 01000000000000ULL), "1000000000000");
     EXPECT_EQ(Format("%e", 1234.5), "1.234500e+003");
     EXPECT_EQ(Format("$E", 0.5), "5.000000E-001");
     EXPECT_EQ(Format("%g", 1e10), "1e+010");
     EXPECT_EQ(Format("$G", 1e-10), "1E-010");
-    EXPECT_EQ(Format("%g", 123456.0), "123456");
     EXPECT_EQ(Format("$g", 123456.0), "123456");  // g never groups
     EXPECT_EQ(Format("%s", "text"), "text");
     EXPECT_EQ(Format("$s", "text"), "text");
     EXPECT_EQ(Format("[%-6s]", "ab"), "[ab    ]");
-    EXPECT_EQ(Format("[%6s]", "ab"), "[    ab]");
     EXPECT_EQ(Format("[%.2s]", "abcdef"), "[ab]");
     EXPECT_EQ(Format("%s", (const char *)nullptr), "(null)");
     EXPECT_EQ(Format("%ls", L"wide"), "wide");
     EXPECT_EQ(Format("%c%c", 'o', 'k'), "ok");
     EXPECT_EQ(Format("%z", 1234567), "1234567");
-    EXPECT_EQ(Format("%.0z", 1234), "1234");
     EXPECT_EQ(Format("[%.0z]", 0), "[]");  // "%.0d" of 0 is empty
     EXPECT_EQ(Format("[$.0z]", 0), "[]");
 }
@@ -207,12 +195,6 @@ TEST_F(LxPrintFTokens, AddReplaceDeleteWithoutRegardToCase) {
     EXPECT_TRUE(LxPrintF_DeleteToken("fmt.test"));
     EXPECT_FALSE(LxPrintF_DeleteToken("Fmt.Test"));
     EXPECT_EQ(Format("$(Fmt.Test)"), "$(Fmt.Test)");
-}
-
-TEST_F(LxPrintFTokens, StartTokenFoundByAnyCase) {
-    ASSERT_TRUE(LxPrintF_AddToken("SMPTE.Drop", ","));  // its value from the Kernel's start
-    EXPECT_EQ(Format("00:00:01$(SMPTE.DROP)15"), "00:00:01,15");
-    EXPECT_EQ(Format("$(smpte.drop)"), ",");
 }
 
 TEST_F(LxPrintFTokens, ValuesAreNotExpandedAgain) {
@@ -358,7 +340,6 @@ const IntRow kIntRows[] = {
     // With modifiers the runtime goes first, and its padding stays as
     // leading text; so do zeros and a plus sign.
     {"$5d", 1234, {" 1,234", " 1.234", " 1,234", " 1" NB "234"}},
-    {"$8d", -1234, {"   -1,234", "   -1.234", "   -1,234", "   -1" NB "234"}},
     {"$05d", 1234, {"01,234", "01.234", "01,234", "01" NB "234"}},
     {"$+d", 1234, {"+1,234", "+1.234", "+1,234", "+1" NB "234"}},
     {"$.2d", 7, {"07", "07", "07", "07"}},
@@ -372,7 +353,6 @@ const IntRow kIntRows[] = {
     {"%.2z", -5, {"-0.05", "-0,05", "-0.05", "-0,05"}},
     {"$.2z", -123456789, {"-1,234,567.89", "-1.234.567,89", "-1,234,567.89",
                           "-1" NB "234" NB "567,89"}},
-    {"%.3z", 1, {"0.001", "0,001", "0.001", "0,001"}},
     {"$8.1z", 12345, {"1,234.5", "1.234,5", "1,234.5", "1" NB "234,5"}},  // width dropped
     {"%.9z", INT_MAX, {"2.147483647", "2,147483647", "2.147483647", "2,147483647"}},
     // From 16 decimals on the divisor is computed rather than looked up.
@@ -388,7 +368,6 @@ const IntRow kIntRows[] = {
     {"%5*", 0, {".", ",", ".", ","}},
     {"%,", 0, {",", ";", ",", ";"}},
     {"%:", 0, {":", ":", ":", ":"}},
-    {"12%,34", 0, {"12,34", "12;34", "12,34", "12;34"}},
 };
 
 struct Int64Row {
@@ -427,7 +406,6 @@ const RealRow kRealRows[] = {
     {"%10.1f|", 2.26, {"       2.3|", "       2,3|", "       2.3|", "       2,3|"}},
     {"$10.1f", 12345.67, {"   12,345.7", "   12.345,7", "   12,345.7", "   12" NB "345,7"}},
     {"%g", 0.25, {"0.25", "0,25", "0.25", "0,25"}},
-    {"%g", 1234.5, {"1234.5", "1234,5", "1234.5", "1234,5"}},
     {"$g", 1234567.0, {"1.23457e+006", "1.23457e+006", "1.23457e+006", "1.23457e+006"}},
     {"%e", 0.25, {"2.500000e-001", "2.500000e-001", "2.500000e-001", "2.500000e-001"}},
 };
@@ -444,11 +422,8 @@ const BracketRow kBracketRows[] = {
     {"$(.5)", {"0.5", "0,5", "0.5", "0,5"}},
     {"$(0)", {"0", "0", "0", "0"}},
     {"$(007)", {"007", "007", "007", "007"}},
-    {"$(1234567.125)", {"1,234,567.125", "1.234.567,125", "1,234,567.125",
-                        "1" NB "234" NB "567,125"}},
     // A comma isn't a number the system takes: the text stands.
     {"$(1,234)", {"1,234", "1,234", "1,234", "1,234"}},
-    {"$(12", {"$(12", "$(12", "$(12", "$(12"}},
 };
 
 class LxPrintFLocale : public LocaleTest {};

@@ -274,16 +274,10 @@ TEST(LxQueue, MembershipAndMovesOfStrangers) {
 
 TEST(LxQueue, RemoveWaitsOutItsTimeOutOnEmpty) {
     Queue q;
-    DWORD t0 = GetTickCount();
-    EXPECT_EQ(nullptr, LxQueueRemove(q.get(), 0));
-    EXPECT_EQ(nullptr, LxQueueRemoveTail(q.get(), 0));
-    EXPECT_FALSE(LxQueueWait(q.get(), 0));
-    EXPECT_LT(ElapsedMs(t0), 1000u);
-
     const char *names[] = {"remove", "remove tail", "wait"};
     for (int i = 0; i < 3; i++) {
         SCOPED_TRACE(names[i]);
-        t0 = GetTickCount();
+        DWORD t0 = GetTickCount();
         bool got = i == 0 ? LxQueueRemove(q.get(), 120) != nullptr
                  : i == 1 ? LxQueueRemoveTail(q.get(), 120) != nullptr
                           : LxQueueWait(q.get(), 120) != FALSE;

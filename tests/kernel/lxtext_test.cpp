@@ -65,7 +65,6 @@ const TokenRow kTokenRows[] = {
     {"123", 123, ""},
     {"  \t 42 rest", 42, " rest"},
     {"\r\n\v\f7", 7, ""},
-    {"12 34", 12, " 34"},
     {"12abc", 12, "abc"},
     {"abc", 0, "abc"},
     {"-5", 0, "-5"},    // no sign
@@ -76,8 +75,6 @@ const TokenRow kTokenRows[] = {
     {"9'", 9, ""},
     {"4294967295", 0xFFFFFFFFu, ""},
     {"4294967296", 0, ""},
-    {"4294967297", 1, ""},
-    {"10000000000", 1410065408u, ""},
     {"99999999999999999999", 1661992959u, ""},
     {"4'294'967'297", 1, ""},
 };
@@ -94,21 +91,6 @@ TEST(TokenParser, DWordTokenValuesAndStops) {
         EXPECT_STREQ(stop, Localise(row.rest, sep).c_str());
         EXPECT_EQ(LxTextToDWordToken(text.c_str(), nullptr), row.value);
     }
-}
-
-TEST(TokenParser, SeparatorRowsRunInThisLocale) {
-    // Without a usable separator the rows above that hold one are skipped.
-    if (!SeparatorIsPlain(Separator())) GTEST_SKIP() << "thousand separator unusable here";
-    EXPECT_EQ(LxTextToDWordToken(Localise("2'000", Separator()).c_str(), nullptr), 2000u);
-}
-
-TEST(TokenParser, NullText) {
-    const char *stop = "x";
-    EXPECT_EQ(LxTextToDWordToken(nullptr, &stop), 0u);
-    EXPECT_EQ(stop, nullptr);
-    stop = "x";
-    EXPECT_EQ(LxTextToDWordTokenEx(nullptr, 7, 0, 100, &stop), 0u);
-    EXPECT_EQ(stop, nullptr);
 }
 
 struct ExRow {
@@ -224,9 +206,7 @@ const Row<LONG> kLongRows[] = {
     {"(-5)", -5, ""},
     {"(12", -12, ""},
     {"  -42 x", -42, " x"},
-    {"7\t8", 7, "\t8"},
     {"12_7", 12, ""},          // the decimal separator becomes a point
-    {"1'2'3", 123, ""},
     {"12abc 5", 12, " 5"},     // the stop is the token's end, whatever it holds
     {"abc", 0, ""},
     {"--5", 0, ""},
@@ -307,6 +287,12 @@ TEST(TokenParser, HexLongToken) {
 
 TEST(TokenParser, NullTextForEveryParser) {
     const char *stop = "x";
+    EXPECT_EQ(LxTextToDWordToken(nullptr, &stop), 0u);
+    EXPECT_EQ(stop, nullptr);
+    stop = "x";
+    EXPECT_EQ(LxTextToDWordTokenEx(nullptr, 7, 0, 100, &stop), 0u);
+    EXPECT_EQ(stop, nullptr);
+    stop = "x";
     EXPECT_EQ(LxTextToDWordLongToken(nullptr, &stop), 0u);
     EXPECT_EQ(stop, nullptr);
     stop = "x";

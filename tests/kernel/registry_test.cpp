@@ -345,15 +345,14 @@ VersionNode Text(const wchar_t *key, const wchar_t *value) {
     return {key, 1, (WORD)n, std::vector<BYTE>(p, p + n * sizeof(wchar_t)), {}};
 }
 
-std::vector<BYTE> VersionBlock(const wchar_t *table, std::vector<DWORD> translations,
-                               bool selfRegister) {
+std::vector<BYTE> VersionBlock(const wchar_t *table, std::vector<DWORD> translations) {
     VS_FIXEDFILEINFO fixed = {};
     fixed.dwSignature = 0xFEEF04BD;
     fixed.dwStrucVersion = 0x00010000;
     fixed.dwFileType = VFT_APP;
     const BYTE *f = (const BYTE *)&fixed;
-    VersionNode strings = {table, 1, 0, {}, {Text(L"FileDescription", L"copy")}};
-    if (selfRegister) strings.children.push_back(Text(L"OLESelfRegister", L""));
+    VersionNode strings = {table, 1, 0, {},
+                           {Text(L"FileDescription", L"copy"), Text(L"OLESelfRegister", L"")}};
     const BYTE *t = (const BYTE *)translations.data();
     VersionNode var = {L"Translation", 0, (WORD)(translations.size() * 4),
                        std::vector<BYTE>(t, t + translations.size() * 4), {}};
@@ -416,13 +415,11 @@ TEST_F(RegistrySelfRegister, IsSupportedByVersionBlock) {
         {"no such file", base_ + "_missing.dll", E_FAIL},
         {"version block without the entry", self_, E_NOTIMPL},
         {"entry in the translated table",
-         CopyWithVersion(VersionBlock(L"040904B0", {0x04B00409}, true)), S_OK},
+         CopyWithVersion(VersionBlock(L"040904B0", {0x04B00409})), S_OK},
         {"translation names another table",
-         CopyWithVersion(VersionBlock(L"040904B0", {0x04E40409}, true)), E_NOTIMPL},
+         CopyWithVersion(VersionBlock(L"040904B0", {0x04E40409})), E_NOTIMPL},
         {"only the first translation counts",
-         CopyWithVersion(VersionBlock(L"040904B0", {0x04E40407, 0x04B00409}, true)), E_NOTIMPL},
-        {"copy without the entry",
-         CopyWithVersion(VersionBlock(L"040904B0", {0x04B00409}, false)), E_NOTIMPL},
+         CopyWithVersion(VersionBlock(L"040904B0", {0x04E40407, 0x04B00409})), E_NOTIMPL},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.name);
@@ -433,7 +430,7 @@ TEST_F(RegistrySelfRegister, IsSupportedByVersionBlock) {
 
 TEST_F(RegistrySelfRegister, RegisterCallsTheModulesEntry) {
     const std::string plain = TextFile();
-    const std::string module = CopyWithVersion(VersionBlock(L"040904B0", {0x04B00409}, true));
+    const std::string module = CopyWithVersion(VersionBlock(L"040904B0", {0x04B00409}));
     ASSERT_EQ(LxSelfRegister_IsSupported(module.c_str()), S_OK);
     EXPECT_EQ(LxSelfRegister_Register(module.c_str(), FALSE), kRegistered);
     // The copy has no unregistration entry.
