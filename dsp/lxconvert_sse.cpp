@@ -3,6 +3,10 @@
  * results bit for bit: the float products are corrected to what the double
  * product would truncate to, and gains whose float multiplier could differ
  * from the double one go to the plain member whole.
+ *
+ * The library is built for SSE2 and will not load without it, so the SSE
+ * members (single-precision multiplier) pack their integers in XMM
+ * registers too: the MMX packing of an SSE-only processor halves the rate.
  */
 #include "lxconvert_sse.h"
 
@@ -97,87 +101,84 @@ template <bool Correct> struct ExactScale {
     }
 };
 
-/* Two 32-bit integers of an MMX register as six packed bytes. */
-__m64 Pack24(__m64 pair) {
-    const __m64 low = _mm_and_si64(pair, _mm_set_pi32(0, 0x00FFFFFF));
-    const __m64 high =
-        _mm_and_si64(_mm_srli_si64(pair, 8), _mm_set_pi32(0x0000FFFF, (int)0xFF000000));
-    return _mm_or_si64(low, high);
-}
-
-/* Four clamped floats as four integers in two MMX registers. */
-void Truncate4(__m128 v, __m64 *a, __m64 *b) {
-    *a = _mm_cvttps_pi32(v);
-    *b = _mm_cvttps_pi32(_mm_movehl_ps(v, v));
-}
-
 template <int D> constexpr int DestBytes() { return D == 16 ? 1 : D == 17 ? 2 : 3; }
 
-/* Stores the integers of 4 * groups samples held pairwise in ints[].
-   Streaming stores for the 16-sample pass, plain ones for the 4-sample
-   pass. */
-template <int D, bool Stream> void StoreMmx(u8 *d, const __m64 *ints, int groups) {
-    auto put = [d](int at, __m64 v) {
-        if (Stream) _mm_stream_pi((__m64 *)(d + at), v);
-        else memcpy(d + at, &v, 8);
-    };
+/* Four 32-bit integers as 12 packed bytes in the low bytes of the result. */
+__m128i Pack24x4(__m128i v) {
+    const __m128i low = _mm_and_si128(v, _mm_set_epi32(0, 0x00FFFFFF, 0, 0x00FFFFFF));
+    const __m128i high = _mm_and_si128(_mm_srli_epi64(v, 8),
+                                       _mm_set_epi32(0x0000FFFF, (int)0xFF000000, 0x0000FFFF,
+                                                     (int)0xFF000000));
+    const __m128i pairs = _mm_or_si128(low, high); /* 6 bytes in each 64-bit lane */
+    const __m128i lane0 = _mm_set_epi32(0, 0, -1, -1);
+    const __m128i second = _mm_srli_si128(_mm_andnot_si128(lane0, pairs), 2);
+    return _mm_or_si128(_mm_and_si128(pairs, lane0), second);
+}
+
+template <bool Stream> void Put16(u8 *d, __m128i v) {
+    if (Stream) _mm_stream_si128((__m128i *)d, v);
+    else _mm_storeu_si128((__m128i *)d, v);
+}
+
+/* Sixteen clamped integers (v[0..3]) packed to the destination width:
+   16 bytes for D 16, 32 for D 17, 48 for D 18. */
+template <int D, bool Stream> void Store16(u8 *d, const __m128i *v) {
+    const __m128i w0 = _mm_packs_epi32(v[0], v[1]), w1 = _mm_packs_epi32(v[2], v[3]);
     if constexpr (D == 16) {
-        const __m64 flip = _mm_set1_pi8((char)0x80);
-        if (groups == 4) {
-#pragma GCC unroll 2
-            for (int i = 0; i < 2; ++i) {
-                const __m64 w0 = _mm_packs_pi32(ints[4 * i], ints[4 * i + 1]);
-                const __m64 w1 = _mm_packs_pi32(ints[4 * i + 2], ints[4 * i + 3]);
-                put(8 * i, _mm_xor_si64(_mm_packs_pi16(w0, w1), flip));
-            }
-        } else {
-            const __m64 w = _mm_packs_pi32(ints[0], ints[1]);
-            const int v = _mm_cvtsi64_si32(_mm_xor_si64(_mm_packs_pi16(w, w), flip));
-            memcpy(d, &v, 4);
-        }
+        Put16<Stream>(d, _mm_xor_si128(_mm_packs_epi16(w0, w1), _mm_set1_epi8((char)0x80)));
     } else if constexpr (D == 17) {
-#pragma GCC unroll 4
-        for (int g = 0; g < groups; ++g) put(8 * g, _mm_packs_pi32(ints[2 * g], ints[2 * g + 1]));
+        Put16<Stream>(d, w0);
+        Put16<Stream>(d + 16, w1);
     } else {
-        if (groups == 1) {
-            const __m64 p0 = Pack24(ints[0]), p1 = Pack24(ints[1]);
-            put(0, _mm_or_si64(p0, _mm_slli_si64(p1, 48)));
-            const int rest = _mm_cvtsi64_si32(_mm_srli_si64(p1, 16));
-            memcpy(d + 8, &rest, 4);
-            return;
-        }
-        /* Eight samples, four pairs of six bytes, as three words. */
-#pragma GCC unroll 2
-        for (int h = 0; h < 2; ++h) {
-            const __m64 p0 = Pack24(ints[4 * h]), p1 = Pack24(ints[4 * h + 1]),
-                        p2 = Pack24(ints[4 * h + 2]), p3 = Pack24(ints[4 * h + 3]);
-            put(24 * h, _mm_or_si64(p0, _mm_slli_si64(p1, 48)));
-            put(24 * h + 8, _mm_or_si64(_mm_srli_si64(p1, 16), _mm_slli_si64(p2, 32)));
-            put(24 * h + 16, _mm_or_si64(_mm_srli_si64(p2, 32), _mm_slli_si64(p3, 16)));
-        }
+        const __m128i c0 = Pack24x4(v[0]), c1 = Pack24x4(v[1]), c2 = Pack24x4(v[2]),
+                      c3 = Pack24x4(v[3]);
+        Put16<Stream>(d, _mm_or_si128(c0, _mm_slli_si128(c1, 12)));
+        Put16<Stream>(d + 16, _mm_or_si128(_mm_srli_si128(c1, 4), _mm_slli_si128(c2, 8)));
+        Put16<Stream>(d + 32, _mm_or_si128(_mm_srli_si128(c2, 8), _mm_slli_si128(c3, 4)));
+    }
+}
+
+/* Four clamped integers at the destination width. */
+template <int D> void Store4(u8 *d, __m128i v) {
+    const __m128i w = _mm_packs_epi32(v, v);
+    if constexpr (D == 16) {
+        const int b = _mm_cvtsi128_si32(_mm_xor_si128(_mm_packs_epi16(w, w), _mm_set1_epi8((char)0x80)));
+        memcpy(d, &b, 4);
+    } else if constexpr (D == 17) {
+        _mm_storel_epi64((__m128i *)d, w);
+    } else {
+        const __m128i c = Pack24x4(v);
+        _mm_storel_epi64((__m128i *)d, c);
+        const int rest = _mm_cvtsi128_si32(_mm_srli_si128(c, 8));
+        memcpy(d + 8, &rest, 4);
     }
 }
 
 /* The vector passes; returns the samples done, a multiple of 4. */
-template <int D, bool Aligned, class Scale>
+template <int D, bool Aligned, bool Stream, class Scale>
 int FromFloatBody(u8 *d, const u8 *s, int count, const Scale &scale) {
     auto load = [](const u8 *p) {
         return Aligned ? _mm_load_ps((const float *)p) : _mm_loadu_ps((const float *)p);
     };
     const int total = count;
-    __m64 ints[8];
     for (; count >= 16; count -= 16, s += 64, d += 16 * DestBytes<D>()) {
         Prefetch(s);
+        __m128i v[4];
 #pragma GCC unroll 4
-        for (int q = 0; q < 4; ++q)
-            Truncate4(scale(load(s + 16 * q)), &ints[2 * q], &ints[2 * q + 1]);
-        StoreMmx<D, true>(d, ints, 4);
+        for (int q = 0; q < 4; ++q) v[q] = _mm_cvttps_epi32(scale(load(s + 16 * q)));
+        Store16<D, Stream>(d, v);
     }
-    for (; count >= 4; count -= 4, s += 16, d += 4 * DestBytes<D>()) {
-        Truncate4(scale(load(s)), &ints[0], &ints[1]);
-        StoreMmx<D, false>(d, ints, 1);
-    }
+    for (; count >= 4; count -= 4, s += 16, d += 4 * DestBytes<D>())
+        Store4<D>(d, _mm_cvttps_epi32(scale(load(s))));
     return total - count;
+}
+
+template <int D, class Scale> int FromFloatPasses(u8 *d, const u8 *s, int count, const Scale &scale) {
+    const bool aligned = ((uintptr_t)s & 15) == 0, stream = ((uintptr_t)d & 15) == 0;
+    return aligned && stream ? FromFloatBody<D, true, true>(d, s, count, scale)
+           : aligned         ? FromFloatBody<D, true, false>(d, s, count, scale)
+           : stream          ? FromFloatBody<D, false, true>(d, s, count, scale)
+                             : FromFloatBody<D, false, false>(d, s, count, scale);
 }
 
 template <int D>
@@ -199,21 +200,12 @@ void FromFloat(void *dest, const void *src, int count, float gain,
         s += head * 4;
         count -= head;
     }
-    const bool aligned = ((uintptr_t)s & 15) == 0;
-    int done;
-    if (PowerOfTwo(k)) {
-        const ExactScale<false> scale(k, lowest, -lowest - 1.0f);
-        done = aligned ? FromFloatBody<D, true>(d, s, count, scale)
-                       : FromFloatBody<D, false>(d, s, count, scale);
-    } else {
-        const ExactScale<true> scale(k, lowest, -lowest - 1.0f);
-        done = aligned ? FromFloatBody<D, true>(d, s, count, scale)
-                       : FromFloatBody<D, false>(d, s, count, scale);
-    }
+    const int done = PowerOfTwo(k)
+                         ? FromFloatPasses<D>(d, s, count, ExactScale<false>(k, lowest, -lowest - 1.0f))
+                         : FromFloatPasses<D>(d, s, count, ExactScale<true>(k, lowest, -lowest - 1.0f));
     d += done * DestBytes<D>();
     s += 4 * done;
     count -= done;
-    _mm_empty();
     _mm_sfence();
     if (count) plain(d, s, count, gain);
 }
@@ -232,64 +224,21 @@ __m128i Truncate4d(const u8 *s, __m128d k, __m128d lo, __m128d hi) {
     return _mm_unpacklo_epi64(ia, ib);
 }
 
-/* Four 32-bit integers as 12 packed bytes in the low bytes of the result. */
-__m128i Pack24x4(__m128i v) {
-    const __m128i low = _mm_and_si128(v, _mm_set_epi32(0, 0x00FFFFFF, 0, 0x00FFFFFF));
-    const __m128i high = _mm_and_si128(_mm_srli_epi64(v, 8),
-                                       _mm_set_epi32(0x0000FFFF, (int)0xFF000000, 0x0000FFFF,
-                                                     (int)0xFF000000));
-    const __m128i pairs = _mm_or_si128(low, high); /* 6 bytes in each 64-bit lane */
-    const __m128i lane0 = _mm_set_epi32(0, 0, -1, -1);
-    const __m128i second = _mm_srli_si128(_mm_andnot_si128(lane0, pairs), 2);
-    return _mm_or_si128(_mm_and_si128(pairs, lane0), second);
-}
-
-template <bool Stream> void Put16(u8 *d, __m128i v) {
-    if (Stream) _mm_stream_si128((__m128i *)d, v);
-    else _mm_storeu_si128((__m128i *)d, v);
-}
-
 template <int D, bool Aligned, bool Stream>
 int FromDoubleBody(u8 *d, const u8 *s, int count, double multiplier) {
     const int total = count;
     const double lowest = D == 16 ? -128.0 : D == 17 ? -32768.0 : -8388608.0;
     const __m128d k = _mm_set1_pd(multiplier), lo = _mm_set1_pd(lowest),
                   hi = _mm_set1_pd(-lowest - 1.0);
-    [[maybe_unused]] const __m128i flip = _mm_set1_epi8((char)0x80);
     for (; count >= 16; count -= 16, s += 128, d += 16 * DestBytes<D>()) {
         Prefetch(s);
         __m128i v[4];
 #pragma GCC unroll 4
         for (int q = 0; q < 4; ++q) v[q] = Truncate4d<Aligned>(s + 32 * q, k, lo, hi);
-        const __m128i w0 = _mm_packs_epi32(v[0], v[1]), w1 = _mm_packs_epi32(v[2], v[3]);
-        if constexpr (D == 16) {
-            Put16<Stream>(d, _mm_xor_si128(_mm_packs_epi16(w0, w1), flip));
-        } else if constexpr (D == 17) {
-            Put16<Stream>(d, w0);
-            Put16<Stream>(d + 16, w1);
-        } else {
-            const __m128i c0 = Pack24x4(v[0]), c1 = Pack24x4(v[1]), c2 = Pack24x4(v[2]),
-                          c3 = Pack24x4(v[3]);
-            Put16<Stream>(d, _mm_or_si128(c0, _mm_slli_si128(c1, 12)));
-            Put16<Stream>(d + 16, _mm_or_si128(_mm_srli_si128(c1, 4), _mm_slli_si128(c2, 8)));
-            Put16<Stream>(d + 32, _mm_or_si128(_mm_srli_si128(c2, 8), _mm_slli_si128(c3, 4)));
-        }
+        Store16<D, Stream>(d, v);
     }
-    for (; count >= 4; count -= 4, s += 32, d += 4 * DestBytes<D>()) {
-        const __m128i v = Truncate4d<Aligned>(s, k, lo, hi);
-        const __m128i w = _mm_packs_epi32(v, v);
-        if constexpr (D == 16) {
-            const int b = _mm_cvtsi128_si32(_mm_xor_si128(_mm_packs_epi16(w, w), flip));
-            memcpy(d, &b, 4);
-        } else if constexpr (D == 17) {
-            _mm_storel_epi64((__m128i *)d, w);
-        } else {
-            const __m128i c = Pack24x4(v);
-            _mm_storel_epi64((__m128i *)d, c);
-            const int rest = _mm_cvtsi128_si32(_mm_srli_si128(c, 8));
-            memcpy(d + 8, &rest, 4);
-        }
-    }
+    for (; count >= 4; count -= 4, s += 32, d += 4 * DestBytes<D>())
+        Store4<D>(d, Truncate4d<Aligned>(s, k, lo, hi));
     return total - count;
 }
 

@@ -30,7 +30,7 @@ void LXAPI Paired16From33(void *dest, const void *src, int count, float gain);
 void LXAPI Paired17From33(void *dest, const void *src, int count, float gain);
 void LXAPI Paired18From33(void *dest, const void *src, int count, float gain);
 
-/* SSE members (with MMX integer registers); SSE2 members. */
+/* SSE members (single-precision multiplier); SSE2 members (double). */
 void LXAPI Sse16From32(void *dest, const void *src, int count, float gain);
 void LXAPI Sse17From32(void *dest, const void *src, int count, float gain);
 void LXAPI Sse18From32(void *dest, const void *src, int count, float gain);
