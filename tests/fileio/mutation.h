@@ -47,138 +47,89 @@ inline ULONGLONG InputSeed(ULONGLONG seed, ULONGLONG index) {
     return r.Next();
 }
 
-// ---- Seed images --------------------------------------------------------------
-
+// Fields of either byte order, chunks with their pads; the last call patches
+// the form's size (RIFF and FORM at 4, Wave64 at 16).
 class Builder {
 public:
     Builder &Raw(const void *p, size_t n) {
-        const BYTE *b = (const BYTE *)p;
-        b_.insert(b_.end(), b, b + n);
+        b_.insert(b_.end(), (const BYTE *)p, (const BYTE *)p + n);
         return *this;
     }
+    Builder &Raw(const Bytes &b) { return Raw(b.data(), b.size()); }
     Builder &Tag(const char *s) { return Raw(s, 4); }
-    Builder &LE16(WORD v) { return Raw(&v, 2); }
-    Builder &LE32(DWORD v) { return Raw(&v, 4); }
-    Builder &LE64(ULONGLONG v) { return Raw(&v, 8); }
-    Builder &BE16(WORD v) {
-        const BYTE b[2] = {(BYTE)(v >> 8), (BYTE)v};
-        return Raw(b, 2);
-    }
-    Builder &BE32(DWORD v) {
-        const BYTE b[4] = {(BYTE)(v >> 24), (BYTE)(v >> 16), (BYTE)(v >> 8), (BYTE)v};
-        return Raw(b, 4);
+    template <class T> Builder &LE(T v) { return Raw(&v, sizeof v); }
+    Builder &BE(DWORD v, int bytes = 4) {
+        while (bytes--) b_.push_back((BYTE)(v >> (8 * bytes)));
+        return *this;
     }
     Builder &Fill(size_t n, BYTE first) {
         for (size_t i = 0; i < n; ++i) b_.push_back((BYTE)(first + i * 7));
         return *this;
     }
     Builder &Align(size_t to) {
-        while (b_.size() % to) b_.push_back(0);
+        b_.resize((b_.size() + to - 1) / to * to);
         return *this;
     }
-    // A RIFF chunk with its pad; size counts the payload.
-    Builder &Chunk(const char *id, const Bytes &payload) {
-        Tag(id).LE32((DWORD)payload.size()).Raw(payload.data(), payload.size());
-        return Align(2);
+    Builder &Chunk(const char *id, const Bytes &data) { return Tag(id).LE((DWORD)data.size()).Raw(data).Align(2); }
+    Builder &W64Chunk(const GUID &id, const Bytes &data) {
+        return Raw(&id, 16).LE((ULONGLONG)data.size() + 24).Raw(data).Align(8);
     }
-    Builder &W64Chunk(const GUID &id, const Bytes &payload) {
-        Raw(&id, 16).LE64(payload.size() + 24).Raw(payload.data(), payload.size());
-        return Align(8);
-    }
-    size_t Size() const { return b_.size(); }
     Bytes Get() const { return b_; }
-    void PatchLE32(size_t at, DWORD v) { memcpy(&b_[at], &v, 4); }
-    void PatchLE64(size_t at, ULONGLONG v) { memcpy(&b_[at], &v, 8); }
-    void PatchBE32(size_t at, DWORD v) {
-        for (int i = 0; i < 4; ++i) b_[at + i] = (BYTE)(v >> (24 - 8 * i));
-    }
+    Bytes Riff() { return Patch(4, (DWORD)b_.size() - 8); }
+    Bytes W64() { return Patch(16, (ULONGLONG)b_.size()); }
+    Bytes Form() { return Patch(4, _byteswap_ulong((DWORD)b_.size() - 8)); }
 
 private:
+    template <class T> Bytes Patch(size_t at, T v) {
+        memcpy(&b_[at], &v, sizeof v);
+        return b_;
+    }
     Bytes b_;
 };
 
 inline Bytes Format18(WORD tag, WORD channels, DWORD rate, WORD bits) {
     const WORD align = (WORD)((bits >> 3) * channels);
-    return Builder().LE16(tag).LE16(channels).LE32(rate).LE32(align * rate).LE16(align).LE16(bits).LE16(0).Get();
+    return Builder().LE(tag).LE(channels).LE(rate).LE((DWORD)(align * rate)).LE(align).LE(bits).LE((WORD)0).Get();
 }
 
 inline Bytes Filled(size_t n, BYTE first) { return Builder().Fill(n, first).Get(); }
 
 inline std::vector<Bytes> Seeds() {
-    std::vector<Bytes> seeds;
-    {  // canonical WAVE
-        Builder b;
-        b.Tag("RIFF").LE32(0).Tag("WAVE").Chunk("fmt ", Format18(1, 2, 44100, 16)).Chunk("data", Filled(64, 3));
-        b.PatchLE32(4, (DWORD)b.Size() - 8);
-        seeds.push_back(b.Get());
-    }
-    {  // WAVE with lists, a short fmt, fact, cue and labels
-        Builder info;
-        info.Tag("INFO").Chunk("INAM", Bytes{'t', 'a', 'k', 'e', 0}).Chunk("ISFT", Bytes{'x', 0});
-        Builder adtl;
-        adtl.Tag("adtl").Chunk("labl", Bytes{1, 0, 0, 0, 'm', 0});
-        Bytes fmt16 = Format18(3, 1, 22050, 32);
-        fmt16.resize(16);
-        Builder b;
-        b.Tag("RIFF").LE32(0).Tag("WAVE").Chunk("LIST", info.Get()).Chunk("fmt ", fmt16).Chunk("fact", Bytes{5, 0, 0, 0})
-            .Chunk("data", Filled(21, 9)).Chunk("cue ", Filled(28, 0)).Chunk("LIST", adtl.Get());
-        b.PatchLE32(4, (DWORD)b.Size() - 8);
-        seeds.push_back(b.Get());
-    }
-    {  // WAVE with a reservation
-        Builder b;
-        b.Tag("RIFF").LE32(0).Tag("WAVE").Chunk("fmt ", Format18(1, 1, 48000, 24)).Chunk("JUNK", Bytes(30))
-            .Chunk("data", Filled(33, 1));
-        b.PatchLE32(4, (DWORD)b.Size() - 8);
-        seeds.push_back(b.Get());
-    }
-    {  // canonical Wave64
-        Builder b;
-        b.Raw(&LXW64_ID_RIFF, 16).LE64(0).Raw(&LXW64_ID_WAVE, 16).W64Chunk(LXW64_ID_FMT, Format18(1, 2, 44100, 16))
-            .W64Chunk(LXW64_ID_DATA, Filled(40, 5));
-        b.PatchLE64(16, b.Size());
-        seeds.push_back(b.Get());
-    }
-    {  // Wave64 with a list and a reservation
-        Builder inner;
-        inner.Raw(&LXW64_ID_WAVE, 16).W64Chunk(LXW64_ID_JUNK, Filled(5, 2));
-        Builder b;
-        b.Raw(&LXW64_ID_RIFF, 16).LE64(0).Raw(&LXW64_ID_WAVE, 16).W64Chunk(LXW64_ID_LIST, inner.Get())
+    Bytes fmt16 = Format18(3, 1, 22050, 32);
+    fmt16.resize(16);
+    const Bytes info =
+        Builder().Tag("INFO").Chunk("INAM", Bytes{'t', 'a', 'k', 'e', 0}).Chunk("ISFT", Bytes{'x', 0}).Get();
+    const Bytes adtl = Builder().Tag("adtl").Chunk("labl", Bytes{1, 0, 0, 0, 'm', 0}).Get();
+    const Bytes innr = Builder().Tag("innr").Chunk("a   ", Filled(1, 1)).Chunk("b   ", Bytes{}).Get();
+    const Bytes outr = Builder().Tag("outr").Chunk("LIST", innr).Chunk("c   ", Filled(3, 2)).Get();
+    const Bytes w64list = Builder().Raw(&LXW64_ID_WAVE, 16).W64Chunk(LXW64_ID_JUNK, Filled(5, 2)).Get();
+    return {
+        // canonical WAVE; with lists, a short fmt, fact, cue and labels; with a reservation
+        Builder().Tag("RIFF").LE(0).Tag("WAVE").Chunk("fmt ", Format18(1, 2, 44100, 16))
+            .Chunk("data", Filled(64, 3)).Riff(),
+        Builder().Tag("RIFF").LE(0).Tag("WAVE").Chunk("LIST", info).Chunk("fmt ", fmt16)
+            .Chunk("fact", Bytes{5, 0, 0, 0}).Chunk("data", Filled(21, 9)).Chunk("cue ", Filled(28, 0))
+            .Chunk("LIST", adtl).Riff(),
+        Builder().Tag("RIFF").LE(0).Tag("WAVE").Chunk("fmt ", Format18(1, 1, 48000, 24)).Chunk("JUNK", Bytes(30))
+            .Chunk("data", Filled(33, 1)).Riff(),
+        // canonical Wave64; with a list and a reservation
+        Builder().Raw(&LXW64_ID_RIFF, 16).LE(0ULL).Raw(&LXW64_ID_WAVE, 16)
+            .W64Chunk(LXW64_ID_FMT, Format18(1, 2, 44100, 16)).W64Chunk(LXW64_ID_DATA, Filled(40, 5)).W64(),
+        Builder().Raw(&LXW64_ID_RIFF, 16).LE(0ULL).Raw(&LXW64_ID_WAVE, 16).W64Chunk(LXW64_ID_LIST, w64list)
             .W64Chunk(LXW64_ID_FMT, Format18(3, 2, 96000, 64)).W64Chunk(LXW64_ID_JUNK, Bytes(24))
-            .W64Chunk(LXW64_ID_DATA, Filled(48, 7));
-        b.PatchLE64(16, b.Size());
-        seeds.push_back(b.Get());
-    }
-    {  // AIFF: COMM, SSND with an offset
-        Builder b;
-        b.Tag("FORM").BE32(0).Tag("AIFF").Tag("COMM").BE32(18).BE16(2).BE32(10).BE16(16).BE16(0x400E).BE32(0xAC440000)
-            .BE32(0).Tag("SSND").BE32(8 + 4 + 40).BE32(4).BE32(0).Fill(44, 1);
-        b.PatchBE32(4, (DWORD)b.Size() - 8);
-        seeds.push_back(b.Get());
-    }
-    {  // AIFC, uncompressed, with markers and an instrument
-        Builder b;
-        b.Tag("FORM").BE32(0).Tag("AIFC").Tag("FVER").BE32(4).BE32(0xA2805140).Tag("COMM").BE32(24).BE16(1).BE32(20)
-            .BE16(8).BE16(0x400B).BE32(0xFA000000).BE32(0).Tag("NONE").BE16(0).Tag("MARK").BE32(2 + 8 + 10).BE16(2)
-            .BE16(1).BE32(3).Raw("\1a", 2).BE16(2).BE32(9).Raw("\3abc", 4).Tag("INST").BE32(20).Fill(20, 0)
-            .Tag("SSND").BE32(8 + 21).BE32(0).BE32(0).Fill(21, 4).Align(2);
-        b.PatchBE32(4, (DWORD)b.Size() - 8);
-        seeds.push_back(b.Get());
-    }
-    {  // plain RIFF with nested lists
-        Builder innr;
-        innr.Tag("innr").Chunk("a   ", Filled(1, 1)).Chunk("b   ", Bytes{});
-        Builder outr;
-        outr.Tag("outr").Chunk("LIST", innr.Get()).Chunk("c   ", Filled(3, 2));
-        Builder b;
-        b.Tag("RIFF").LE32(0).Tag("TEST").Chunk("LIST", outr.Get()).Chunk("d   ", Filled(9, 3));
-        b.PatchLE32(4, (DWORD)b.Size() - 8);
-        seeds.push_back(b.Get());
-    }
-    return seeds;
+            .W64Chunk(LXW64_ID_DATA, Filled(48, 7)).W64(),
+        // AIFF: COMM, SSND with an offset
+        Builder().Tag("FORM").BE(0).Tag("AIFF").Tag("COMM").BE(18).BE(2, 2).BE(10).BE(16, 2).BE(0x400E, 2)
+            .BE(0xAC440000).BE(0).Tag("SSND").BE(8 + 4 + 40).BE(4).BE(0).Fill(44, 1).Form(),
+        // AIFC, uncompressed, with markers and an instrument
+        Builder().Tag("FORM").BE(0).Tag("AIFC").Tag("FVER").BE(4).BE(0xA2805140).Tag("COMM").BE(24).BE(1, 2).BE(20)
+            .BE(8, 2).BE(0x400B, 2).BE(0xFA000000).BE(0).Tag("NONE").BE(0, 2).Tag("MARK").BE(2 + 8 + 10).BE(2, 2)
+            .BE(1, 2).BE(3).Raw("\1a", 2).BE(2, 2).BE(9).Raw("\3abc", 4).Tag("INST").BE(20).Fill(20, 0)
+            .Tag("SSND").BE(8 + 21).BE(0).BE(0).Fill(21, 4).Align(2).Form(),
+        // plain RIFF with nested lists
+        Builder().Tag("RIFF").LE(0).Tag("TEST").Chunk("LIST", outr).Chunk("d   ", Filled(9, 3)).Riff(),
+    };
 }
-
-// ---- Mutations -------------------------------------------------------------------
 
 inline ULONGLONG Interesting(Rng &r, ULONGLONG truth) {
     static const ULONGLONG values[] = {0, 1, 3, 7, 8, 23, 24, 0x7F, 0x80, 0xFF, 0x7FFF, 0x8000, 0xFFFF, 0x7FFFFFFF,
@@ -245,18 +196,8 @@ inline Bytes Mutate(const std::vector<Bytes> &seeds, Rng &r) {
     return b;
 }
 
-// ---- Readers ------------------------------------------------------------------------
-
-inline bool LayerStatus(HRESULT hr) {
-    return hr == LX_S_OK || hr == LX_E_READ || hr == LX_E_NOTFOUND || hr == LXRIFF_E_NOTRIFF ||
-           hr == LXRIFF_E_NOTLIST;
-}
-inline bool AiffStatus(HRESULT hr) {
-    return hr == LX_S_OK || hr == LX_E_READ || hr == LX_E_NOTFOUND || hr == LXIFF_E_NOTAIFF || hr == LXIFF_E_NOTFORM;
-}
-inline bool RepairStatus(HRESULT hr) {
-    return hr == LX_S_OK || hr == LX_E_READ || hr == LX_E_NOTFOUND || hr == LXRIFF_E_NEGSIZE;
-}
+// Checks that a call's status lies in its set, naming the call.
+#define MUTATION_WANT(set, call) Want(set, call, #call)
 
 class Runner {
 public:
@@ -267,32 +208,45 @@ public:
     int Run(const Bytes &input, bool files, bool repair, std::string *why) {
         faults_ = 0;
         why_ = why;
+        len_ = input.size();
         Memory(input, lxtest::GuardBuffer::kEnd);
         Memory(input, lxtest::GuardBuffer::kStart);
         if (files && Write(input)) {
-            Paths(input.size(), input.size() >= 4 && memcmp(input.data(), "FORM", 4) == 0);
-            Handles(input.size());
-            if (repair) Repair(input.size());
+            Paths(input.size() >= 4 && memcmp(input.data(), "FORM", 4) == 0);
+            Handles();
+            if (repair) Repair();
         }
         return faults_;
     }
 
 private:
-    void Fault(const char *what, HRESULT hr = 0) {
-        if (faults_++ == 0 && why_) {
-            char text[96];
-            snprintf(text, sizeof text, "%s (0x%08lX)", what, (unsigned long)hr);
-            *why_ = text;
-        }
-    }
+    enum Set { kLayer, kLayerOrFail, kAiff, kRepair };
+
     void Check(bool ok, const char *what, HRESULT hr = 0) {
-        if (!ok) Fault(what, hr);
+        if (ok || faults_++ || !why_) return;
+        char text[160];
+        snprintf(text, sizeof text, "%s (0x%08lX)", what, (unsigned long)hr);
+        *why_ = text;
+    }
+    // The status must lie in the call's own set, and a memory cursor inside
+    // [base, dataEnd] with the data's end where it was.
+    HRESULT Want(Set set, HRESULT hr, const char *what) {
+        bool ok = hr == LX_S_OK || hr == LX_E_READ || hr == LX_E_NOTFOUND;
+        if (set == kLayer || set == kLayerOrFail) ok = ok || hr == LXRIFF_E_NOTRIFF || hr == LXRIFF_E_NOTLIST;
+        if (set == kLayerOrFail) ok = ok || hr == LX_E_FAIL;
+        if (set == kAiff) ok = ok || hr == LXIFF_E_NOTAIFF || hr == LXIFF_E_NOTFORM;
+        if (set == kRepair) ok = ok || hr == LXRIFF_E_NEGSIZE;
+        const tMRIFFSTREAM *s = s_;
+        Check(ok && (!s || (s->base <= s->current && s->current <= s->dataEnd && s->dataEnd == s->base + len_)),
+              what, hr);
+        return hr;
     }
 
     bool Write(const Bytes &b) {
-        HANDLE h = CreateFileA(path_.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+        HANDLE h =
+            CreateFileA(path_.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
         if (h == INVALID_HANDLE_VALUE) {
-            Fault("scratch file");
+            Check(false, "scratch file");
             return false;
         }
         DWORD done = 0;
@@ -301,54 +255,46 @@ private:
         CloseHandle(h);
         return done == b.size();
     }
-
-    void Memory(const Bytes &input, lxtest::GuardBuffer::Flush flush) {
-        lxtest::GuardBuffer g(input.data(), input.size(), flush);
-        if (!g.ok()) return Fault("guard buffer");
-        const DWORD len = (DWORD)input.size();
-        tMRIFFSTREAM s;
-        if (mriff_Init(&s, g.data(), len, len) != LX_S_OK) return Fault("mriff_Init");
-        auto cursor = [&](const char *call) {
-            Check(s.base <= s.current && s.current <= s.dataEnd && s.dataEnd == s.base + len, call);
-        };
-        DWORD room = 0, form = 0, size = 0, count = 0;
-        HRESULT hr = mriff_ReadFileID(&s, &room, &form);
-        Check(LayerStatus(hr), "mriff_ReadFileID", hr);
-        static const DWORD ids[] = {LXRIFF_ID_FMT, LXRIFF_ID_DATA, LXRIFF_ID_LIST};
-        for (DWORD id : ids) {
-            mriff_SetFilePointer(&s, 0, nullptr, FILE_BEGIN);
-            LONG left = (LONG)len;
-            hr = mriff_FindChunkHeaderInRIFF(&s, id, &size, &left);
-            Check(LayerStatus(hr), "mriff_FindChunkHeaderInRIFF", hr);
-            cursor("mriff_FindChunkHeaderInRIFF");
-            if (hr == LX_S_OK) {
-                BYTE buf[32];
-                hr = mriff_ReadDataBounded(&s, buf, sizeof buf, size);
-                Check(LayerStatus(hr), "mriff_ReadDataBounded", hr);
-                cursor("mriff_ReadDataBounded");
-            }
-        }
-        hr = mriff_FindListChunkFromStart(&s, LXRIFF_ID_INFO, &size);
-        Check(LayerStatus(hr), "mriff_FindListChunkFromStart", hr);
-        cursor("mriff_FindListChunkFromStart");
-        if (hr == LX_S_OK) {
-            LONG left = (LONG)size;
-            hr = mriff_GetNumListEntries(&s, &count, &left);
-            Check(LayerStatus(hr) && count <= len / 8, "mriff_GetNumListEntries", hr);
-        }
-        mriff_SetFilePointer(&s, 12, nullptr, FILE_BEGIN);
-        hr = mriff_GetNumListEntries(&s, &count, nullptr);
-        Check(LayerStatus(hr) && count <= len / 8, "mriff_GetNumListEntries unbounded", hr);
-        char text[16];
-        hr = mriff_GetInfoString(&s, LXRIFF_FOURCC('I', 'N', 'A', 'M'), text, sizeof text, nullptr);
-        Check(LayerStatus(hr), "mriff_GetInfoString", hr);
-        cursor("mriff_GetInfoString");
-        WAVEFORMATEX w;
-        hr = mriff_GetWfx(&w, g.data(), len, &size);
-        Check(LayerStatus(hr) || hr == LX_E_FAIL, "mriff_GetWfx", hr);
+    HANDLE Open(DWORD access) {
+        HANDLE h = CreateFileA(path_.c_str(), access, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                               FILE_ATTRIBUTE_NORMAL, nullptr);
+        Check(h != INVALID_HANDLE_VALUE, "open");
+        return h;
     }
 
-    void Paths(size_t len, bool aiff) {
+    void Memory(const Bytes &input, lxtest::GuardBuffer::Flush flush) {
+        const DWORD len = (DWORD)input.size();
+        lxtest::GuardBuffer g(input.data(), len, flush);
+        tMRIFFSTREAM s;
+        if (!g.ok() || mriff_Init(&s, g.data(), len, len) != LX_S_OK) return Check(false, "guard buffer");
+        s_ = &s;
+        DWORD room = 0, form = 0, size = 0, count = 0;
+        LONG left;
+        MUTATION_WANT(kLayer, mriff_ReadFileID(&s, &room, &form));
+        for (DWORD id : {LXRIFF_ID_FMT, LXRIFF_ID_DATA, LXRIFF_ID_LIST}) {
+            mriff_SetFilePointer(&s, 0, nullptr, FILE_BEGIN);
+            left = (LONG)len;
+            if (MUTATION_WANT(kLayer, mriff_FindChunkHeaderInRIFF(&s, id, &size, &left)) == LX_S_OK) {
+                BYTE buf[32];
+                MUTATION_WANT(kLayer, mriff_ReadDataBounded(&s, buf, sizeof buf, size));
+            }
+        }
+        if (MUTATION_WANT(kLayer, mriff_FindListChunkFromStart(&s, LXRIFF_ID_INFO, &size)) == LX_S_OK) {
+            MUTATION_WANT(kLayer, mriff_GetNumListEntries(&s, &count, &(left = (LONG)size)));
+            Check(count <= len / 8, "mriff_GetNumListEntries count");
+        }
+        mriff_SetFilePointer(&s, 12, nullptr, FILE_BEGIN);
+        MUTATION_WANT(kLayer, mriff_GetNumListEntries(&s, &count, nullptr));
+        Check(count <= len / 8, "mriff_GetNumListEntries unbounded count");
+        char text[16];
+        const DWORD inam = LXRIFF_FOURCC('I', 'N', 'A', 'M');
+        MUTATION_WANT(kLayer, mriff_GetInfoString(&s, inam, text, sizeof text, nullptr));
+        WAVEFORMATEX w;
+        MUTATION_WANT(kLayerOrFail, mriff_GetWfx(&w, g.data(), len, &size));
+        s_ = nullptr;
+    }
+
+    void Paths(bool aiff) {
         for (BOOL any : {FALSE, TRUE}) {
             const int a = LxFileIsWave(path_.c_str(), any), b = LxFileIsWave64(path_.c_str(), any);
             Check(a == 0 || a == 1, "LxFileIsWave");
@@ -360,92 +306,81 @@ private:
             /* A wave file's samples start behind a header that was read; an
                AIFF sound chunk states where its first frame is, and a file
                cut short may end before it. */
-            Check(LxWave_IsAudioFormat(f) && offset >= 12 && (offset <= len || aiff), "LxGetFileWfx");
+            Check(LxWave_IsAudioFormat(f) && offset >= 12 && (offset <= len_ || aiff), "LxGetFileWfx");
             free(f);
         }
     }
 
-    void Handles(size_t len) {
-        HANDLE h = CreateFileA(path_.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                               FILE_ATTRIBUTE_NORMAL, nullptr);
-        if (h == INVALID_HANDLE_VALUE) return Fault("open");
+    void Handles() {
+        HANDLE h = Open(GENERIC_READ);
+        if (h == INVALID_HANDLE_VALUE) return;
         DWORD size32 = 0, count = 0;
         LONG left32 = 0;
-        HRESULT hr;
-        for (DWORD id : {LXRIFF_ID_FMT, LXRIFF_ID_DATA}) {
-            hr = riff_FindChunkHeaderInRIFF(h, id, &size32, &left32);
-            Check(LayerStatus(hr), "riff_FindChunkHeaderInRIFF", hr);
-        }
-        hr = riff_FindListChunkFromStart(h, LXRIFF_ID_INFO, &size32);
-        Check(LayerStatus(hr), "riff_FindListChunkFromStart", hr);
+        for (DWORD id : {LXRIFF_ID_FMT, LXRIFF_ID_DATA})
+            MUTATION_WANT(kLayer, riff_FindChunkHeaderInRIFF(h, id, &size32, &left32));
+        MUTATION_WANT(kLayer, riff_FindListChunkFromStart(h, LXRIFF_ID_INFO, &size32));
         riff_SeekDataStart(h);
-        hr = riff_GetNumListEntries(h, &count, nullptr);
-        Check(LayerStatus(hr) && count <= len / 8, "riff_GetNumListEntries", hr);
+        MUTATION_WANT(kLayer, riff_GetNumListEntries(h, &count, nullptr));
+        Check(count <= len_ / 8, "riff_GetNumListEntries count");
 
         ULONGLONG size = 0;
         LONGLONG left = 0;
-        for (const GUID &id : {LXW64_ID_FMT, LXW64_ID_DATA, LXW64_ID_JUNK}) {
-            hr = riff64_FindChunkHeaderInRIFF(h, id, &size, &left);
-            Check(LayerStatus(hr), "riff64_FindChunkHeaderInRIFF", hr);
-        }
-        hr = riff64_FindListChunkFromStart(h, LXW64_ID_WAVE, &size);
-        Check(LayerStatus(hr), "riff64_FindListChunkFromStart", hr);
-        if (hr == LX_S_OK) {
-            left = (LONGLONG)size;
-            hr = riff64_GetNumListEntries(h, &count, &left);
-            Check(LayerStatus(hr) && count <= len / 24, "riff64_GetNumListEntries", hr);
+        for (const GUID &id : {LXW64_ID_FMT, LXW64_ID_DATA, LXW64_ID_JUNK})
+            MUTATION_WANT(kLayer, riff64_FindChunkHeaderInRIFF(h, id, &size, &left));
+        if (MUTATION_WANT(kLayer, riff64_FindListChunkFromStart(h, LXW64_ID_WAVE, &size)) == LX_S_OK) {
+            MUTATION_WANT(kLayer, riff64_GetNumListEntries(h, &count, &(left = (LONGLONG)size)));
+            Check(count <= len_ / 24, "riff64_GetNumListEntries count");
         }
         riff64_SeekDataStart(h);
-        hr = riff64_GetNumListEntries(h, &count, nullptr);
-        Check(LayerStatus(hr) && count <= len / 24, "riff64_GetNumListEntries unbounded", hr);
+        MUTATION_WANT(kLayer, riff64_GetNumListEntries(h, &count, nullptr));
+        Check(count <= len_ / 24, "riff64_GetNumListEntries unbounded count");
 
         DWORD formSize = 0, frames = 0, offset = 0;
         BOOL compressed = FALSE;
         iff_IsAIFFFileEx(h, &formSize, &compressed);
         tWAVEFORMATEX w;
-        hr = iff_GetAIFFWfx(h, &w, &frames, &offset);
-        Check(AiffStatus(hr), "iff_GetAIFFWfx", hr);
+        MUTATION_WANT(kAiff, iff_GetAIFFWfx(h, &w, &frames, &offset));
         tWAVEFORMATEX *guess = nullptr;
         ULONGLONG frames64 = 0, offset64 = 0;
-        hr = Aiff_GetFileWfx(h, &guess, &frames64, &offset64);
-        Check(AiffStatus(hr) && (hr == LX_S_OK) == (guess != nullptr), "Aiff_GetFileWfx", hr);
+        const HRESULT hr = MUTATION_WANT(kAiff, Aiff_GetFileWfx(h, &guess, &frames64, &offset64));
+        Check((hr == LX_S_OK) == (guess != nullptr), "Aiff_GetFileWfx format", hr);
         free(guess);
         tAIFFCOMM comm;
-        hr = Aiff_ReadComm(h, &comm);
-        Check(AiffStatus(hr), "Aiff_ReadComm", hr);
+        MUTATION_WANT(kAiff, Aiff_ReadComm(h, &comm));
         tAIFFINST inst;
-        hr = Aiff_ReadInst(h, &inst);
-        Check(AiffStatus(hr), "Aiff_ReadInst", hr);
+        MUTATION_WANT(kAiff, Aiff_ReadInst(h, &inst));
         tIFFMARKER marker;
-        hr = iff_FindMarker(h, &marker, 2);
-        Check(AiffStatus(hr), "iff_FindMarker", hr);
+        MUTATION_WANT(kAiff, iff_FindMarker(h, &marker, 2));
         CloseHandle(h);
     }
 
     // Alternately the WAVE and the Wave64 repair; what it writes must read
     // back, and a refusal leaves the file alone.
-    void Repair(size_t len) {
-        HANDLE h = CreateFileA(path_.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                               FILE_ATTRIBUTE_NORMAL, nullptr);
-        if (h == INVALID_HANDLE_VALUE) return Fault("open for repair");
+    void Repair() {
+        HANDLE h = Open(GENERIC_READ | GENERIC_WRITE);
+        if (h == INVALID_HANDLE_VALUE) return;
         const bool w64 = (++repairs_ & 1) != 0;
         const HRESULT hr = w64 ? LxFixTrashedW64(h, nullptr, ~0ULL) : LxFixTrashedWav(h, nullptr, 0xFFFFFFFF);
         const DWORD after = GetFileSize(h, nullptr);
         CloseHandle(h);
-        Check(RepairStatus(hr), w64 ? "LxFixTrashedW64" : "LxFixTrashedWav", hr);
-        Check(after == len, "repair changed the length");
+        Want(kRepair, hr, w64 ? "LxFixTrashedW64" : "LxFixTrashedWav");
+        Check(after == len_, "repair changed the length");
         if (hr != LX_S_OK) return;
         ULONGLONG frames = 0, offset = 0;
         tWAVEFORMATEX *f = LxGetFileWfx(path_.c_str(), &frames, &offset);
-        Check(f && offset <= len && frames == (len - offset) / f->nBlockAlign, "repaired file reads back");
+        Check(f && offset <= len_ && frames == (len_ - offset) / f->nBlockAlign, "repaired file reads back");
         free(f);
     }
 
     std::string path_;
     std::string *why_ = nullptr;
+    const tMRIFFSTREAM *s_ = nullptr;
+    size_t len_ = 0;
     int faults_ = 0;
     unsigned repairs_ = 0;
 };
+
+#undef MUTATION_WANT
 
 }  // namespace mutation
 

@@ -1,166 +1,110 @@
-// WAVE, Wave64 and AIFF files written by sox at build time (tools/fixtures)
-// read back through the wave reader: format, frames and data offset exactly.
-// What to expect comes from the generator's parameters in the manifest and
-// from the test's own walk over the bytes, never from the reader under test.
-// Extensible and compressed files are refused.
-#include "wavetest.h"
-
-#include "fileio/wave.h"
-
-#include <fstream>
-#include <sstream>
+// Every file sox writes at build time read back as the generator's parameters and the tests' own walk over its bytes
+// say, through the wave reader and the AIFF calls; extensible WAVE and compressed AIFC are refused.
+#include "iffimage.h"
 
 using namespace wavetest;
 
 namespace {
 
-std::string FixtureDir() { return lxtest::ExeDir() + "fixtures\\audio\\"; }
-
-struct Line {
-    std::string name, type, encoding;
-    WORD bits, channels;
-    DWORD rate, frames;
-};
-
-std::vector<Line> Manifest() {
-    std::vector<Line> lines;
-    std::ifstream in(FixtureDir() + "manifest.txt");
-    for (std::string text; std::getline(in, text);) {
-        std::istringstream s(text);
-        Line l;
-        s >> l.name >> l.type >> l.encoding >> l.bits >> l.rate >> l.channels >> l.frames;
-        if (s) lines.push_back(l);
+// The AIFF calls on a file they take: sox's layout, then the format exactly, the guess agreeing and keeping the
+// cursor. On any other file they refuse and touch nothing.
+void AiffCalls(const FixtureLine &l, const Bytes &b, HANDLE h, bool takes, ULONGLONG dataAt) {
+    DWORD formSize = 0, frames = 0xAAAA, offset = 0;
+    BOOL compressed = 7;
+    EXPECT_EQ(takes, !!iff_IsAIFFFileEx(h, &formSize, &compressed));
+    EXPECT_EQ(l.type == "aifc", !!compressed);
+    tWAVEFORMATEX w, *guess = &w;
+    memset(&w, 0xCD, sizeof w);
+    if (!takes) {
+        EXPECT_EQ(LXIFF_E_NOTAIFF, iff_GetAIFFWfx(h, &w, &frames, nullptr));
+        EXPECT_EQ(0xAAAAu, frames);
+        EXPECT_EQ(LXIFF_E_NOTAIFF, Aiff_GetFileWfx(h, &guess, nullptr, nullptr));
+        EXPECT_EQ(nullptr, guess);
+        return;
     }
-    return lines;
-}
-
-// The first sample of "SSND", by a big-endian walk of the test's own.
-ULONGLONG AiffDataOffset(const Bytes &b) {
-    auto be32 = [&](size_t at) {
-        return ((DWORD)b[at] << 24) | ((DWORD)b[at + 1] << 16) | ((DWORD)b[at + 2] << 8) | b[at + 3];
-    };
-    size_t at = 12;
-    while (at + 16 <= b.size()) {
-        const DWORD size = be32(at + 4);
-        if (std::memcmp(&b[at], "SSND", 4) == 0) return at + 16 + be32(at + 8);
-        at += 8 + (size_t)size + (size & 1);
-    }
-    return 0;
+    // sox puts the samples behind FORM, "COMT", "COMM" in AIFF and FORM, "FVER", "COMM" in AIFC. It never counts
+    // the pad of an odd SSND in the FORM size, and writes the pad byte itself at 8 bits only.
+    const size_t comm = ifftest::Find(b, "COMM");
+    EXPECT_EQ(std::vector<DWORD>({l.channels, l.frames, l.bits}),
+              std::vector<DWORD>({ifftest::BE16At(b, comm + 8), ifftest::BE32At(b, comm + 10),
+                                  ifftest::BE16At(b, comm + 14)}));
+    EXPECT_EQ(l.type == "aifc" ? 86u : 88u, dataAt);
+    const DWORD dataBytes = l.frames * (l.bits / 8 * l.channels);
+    EXPECT_EQ(dataAt - 8 + dataBytes, ifftest::BE32At(b, 4));
+    EXPECT_EQ(dataAt - 8 + dataBytes, formSize);
+    EXPECT_EQ(dataAt + dataBytes + (l.bits == 8 ? (dataBytes & 1) : 0), b.size());
+    ASSERT_EQ(LX_S_OK, iff_GetAIFFWfx(h, &w, &frames, &offset));
+    EXPECT_EQ(Fields(Fmt(l.bits == 8 ? 0xFE01 : 0xFE02, l.channels, l.rate, l.bits)), Fields(w));
+    EXPECT_EQ(std::vector<ULONGLONG>({l.frames, dataAt}), std::vector<ULONGLONG>({frames, offset}));
+    SeekTo(h, 5);
+    ULONGLONG frames64 = 0, offset64 = 0;
+    ASSERT_EQ(LX_S_OK, Aiff_GetFileWfx(h, &guess, &frames64, &offset64));
+    EXPECT_EQ(Fields(w), Fields(*guess));
+    EXPECT_EQ(std::vector<ULONGLONG>({l.frames, dataAt, 5}), std::vector<ULONGLONG>({frames64, offset64, Pos(h)}));
+    free(guess);
 }
 
 TEST(WaveFixture, SoxFilesReadBackExactly) {
-    const std::vector<Line> lines = Manifest();
+    const std::vector<FixtureLine> lines = Manifest();
     ASSERT_FALSE(lines.empty()) << "no fixtures in " << FixtureDir() << ": the build writes them with sox";
-    int accepted = 0, refused = 0;
-    for (const Line &l : lines) {
+    int accepted = 0, refused = 0, aiff = 0;
+    for (const FixtureLine &l : lines) {
         SCOPED_TRACE(l.name);
         const std::string path = FixtureDir() + l.name;
         const Bytes b = ReadFileBytes(path);
         ASSERT_GT(b.size(), 12u);
-        const bool w64 = l.type == "w64", aiff = l.type == "aiff" || l.type == "aifc";
+        const bool w64 = l.type == "w64", isAiff = l.type == "aiff" || l.type == "aifc";
         const bool isFloat = l.encoding == "floating-point";
-        const WORD align = (WORD)(l.bits / 8 * l.channels);
-
-        ULONGLONG frames = 0, offset = 0;
+        EXPECT_EQ(l.rate / 100 + 10 * l.channels + l.bits / 8, l.frames);  // the generator's rule
+        ULONGLONG frames = 0, offset = 0, dataAt = 0;
         tWAVEFORMATEX *got = LxGetFileWfx(path.c_str(), &frames, &offset);
-        if (aiff) {
-            // Compressed AIFC (the float files) is no AIFF to this reader.
-            if (isFloat) {
-                EXPECT_EQ(nullptr, got);
-                ++refused;
-                continue;
-            }
-            ASSERT_NE(nullptr, got);
-            EXPECT_EQ(l.bits == 8 ? 0xFE01 : 0xFE02, +got->wFormatTag);
-            EXPECT_EQ(l.channels, +got->nChannels);
-            EXPECT_EQ(l.rate, +got->nSamplesPerSec);
-            EXPECT_EQ(align, +got->nBlockAlign);
-            EXPECT_EQ((DWORD)align * l.rate, +got->nAvgBytesPerSec);
-            EXPECT_EQ(l.bits, +got->wBitsPerSample);
-            EXPECT_EQ(l.frames, frames);
-            EXPECT_EQ(AiffDataOffset(b), offset);
+        const WORD tag = isAiff ? (l.bits == 8 ? 0xFE01 : 0xFE02) : isFloat ? 3 : 1;
+        tWAVEFORMATEX want = Fmt(tag, l.channels, l.rate, l.bits);
+        bool refuse = isAiff && isFloat;  // compressed AIFC ("fl32", "fl64") is no AIFF to this reader
+        if (isAiff) {
             EXPECT_EQ(0, LxFileIsWave(path.c_str(), TRUE));
             EXPECT_EQ(0, LxFileIsWave64(path.c_str(), TRUE));
-            free(got);
-            ++accepted;
-            continue;
+            const size_t comm = ifftest::Find(b, "COMM"), ssnd = ifftest::Find(b, "SSND");
+            ASSERT_TRUE(comm && ssnd);
+            EXPECT_EQ(refuse ? (l.bits == 32 ? "fl32" : "fl64") : l.type == "aifc" ? "NONE" : "",
+                      l.type == "aifc" ? std::string(b.begin() + comm + 26, b.begin() + comm + 30) : "");
+            dataAt = ssnd + 16 + ifftest::BE32At(b, ssnd + 8);
+        } else {
+            const DataChunk d = Walk(b, w64);
+            ASSERT_GE(d.fmt.size(), 16u);
+            ASSERT_NE(0u, d.offset);
+            auto isWave = w64 ? LxFileIsWave64 : LxFileIsWave;
+            EXPECT_EQ(0, (w64 ? LxFileIsWave : LxFileIsWave64)(path.c_str(), TRUE));
+            EXPECT_EQ(1, isWave(path.c_str(), TRUE));
+            refuse = Get16(d.fmt, 0) == 0xFFFE;  // the extensible form is not in the audio table
+            if (!refuse) { EXPECT_EQ(tag, Get16(d.fmt, 0)); }
+            EXPECT_EQ(refuse ? 0 : 1, isWave(path.c_str(), FALSE));
+            EXPECT_EQ((ULONGLONG)l.frames * want.nBlockAlign, d.size);
+            // The block carries the whole chunk: a fmt of 16 has no extra size.
+            if (d.fmt.size() >= 18) want.cbSize = Get16(d.fmt, 16);
+            dataAt = d.offset;
         }
-
-        const DataChunk d = w64 ? WalkW64(b) : WalkWave(b);
-        ASSERT_GE(d.fmt.size(), 16u);
-        ASSERT_NE(0u, d.offset);
-        const WORD tag = Get16(d.fmt, 0);
-        EXPECT_EQ(1, w64 ? LxFileIsWave64(path.c_str(), TRUE) : LxFileIsWave(path.c_str(), TRUE));
-        EXPECT_EQ(0, w64 ? LxFileIsWave(path.c_str(), TRUE) : LxFileIsWave64(path.c_str(), TRUE));
-        if (tag == 0xFFFE) {
-            // The extensible form is not in the audio table.
+        HANDLE h = OpenR(path);
+        ASSERT_NE(INVALID_HANDLE_VALUE, h);
+        AiffCalls(l, b, h, isAiff && !isFloat, dataAt);
+        CloseHandle(h);
+        aiff += isAiff && !isFloat;
+        if (refuse) {
             EXPECT_EQ(nullptr, got);
-            EXPECT_EQ(0, w64 ? LxFileIsWave64(path.c_str(), FALSE) : LxFileIsWave(path.c_str(), FALSE));
             ++refused;
             continue;
         }
-        EXPECT_EQ(isFloat ? 3 : 1, tag);
         ASSERT_NE(nullptr, got);
-        EXPECT_EQ(1, w64 ? LxFileIsWave64(path.c_str(), FALSE) : LxFileIsWave(path.c_str(), FALSE));
-        EXPECT_EQ(isFloat ? 3 : 1, +got->wFormatTag);
-        EXPECT_EQ(l.channels, +got->nChannels);
-        EXPECT_EQ(l.rate, +got->nSamplesPerSec);
-        EXPECT_EQ(align, +got->nBlockAlign);
-        EXPECT_EQ((DWORD)align * l.rate, +got->nAvgBytesPerSec);
-        EXPECT_EQ(l.bits, +got->wBitsPerSample);
-        EXPECT_EQ(l.frames, frames);
-        EXPECT_EQ((ULONGLONG)l.frames * align, d.size);
-        EXPECT_EQ(d.offset, offset);
-        // The block carries the whole chunk: a fmt of 16 reads with no
-        // extra size, one of 18 or more with what it holds.
-        EXPECT_EQ(d.fmt.size() >= 18 ? Get16(d.fmt, 16) : 0, +got->cbSize);
+        EXPECT_EQ(Fields(want), Fields(*got));
+        EXPECT_EQ(std::vector<ULONGLONG>({l.frames, dataAt}), std::vector<ULONGLONG>({frames, offset}));
         free(got);
         ++accepted;
     }
     // Every file of the generator's main loops, and the cases added behind.
+    EXPECT_EQ(2 * 4 * 7 * 3, aiff);
     EXPECT_GE(accepted + refused, 4 * 4 * 7 * 3 + 4);
     EXPECT_GT(accepted, 200);
     EXPECT_GT(refused, 50);
-}
-
-// The repair finds the audio of sox files whose header lost its sizes when
-// a chunk stands between the format and the data (the float files carry
-// "fact"); the samples stay where they are.
-TEST(WaveFixture, FloatFilesRepairedAfterTheirSizesAreLost) {
-    const struct {
-        const char *name;
-        bool w64;
-    } rows[] = {{"wav_f32_44100_2ch.wav", false}, {"wav_f64_22050_1ch.wav", false},
-                {"w64_f32_48000_2ch.w64", true}, {"w64_f64_96000_2ch.w64", true}};
-    for (const auto &r : rows) {
-        SCOPED_TRACE(r.name);
-        Bytes b = ReadFileBytes(FixtureDir() + r.name);
-        ASSERT_GT(b.size(), 112u);
-        const DataChunk d = r.w64 ? WalkW64(b) : WalkWave(b);
-        ASSERT_NE(0u, d.offset);
-        if (r.w64) {
-            Put64(b, 16, 0);
-            Put64(b, d.offset - 8, 0);
-        } else {
-            Put32(b, 4, 0);
-            Put32(b, d.offset - 4, 0);
-        }
-        ScratchPath p;
-        WriteFileBytes(p.path(), b);
-        EXPECT_EQ(nullptr, LxGetFileWfx(p.c_str(), nullptr, nullptr));
-        HANDLE h = OpenRW(p.path());
-        ASSERT_EQ(LX_S_OK, r.w64 ? LxFixTrashedW64(h, nullptr, ~0ULL) : LxFixTrashedWav(h, nullptr, 0xFFFFFFFF));
-        CloseHandle(h);
-        ULONGLONG frames = 0, offset = 0;
-        tWAVEFORMATEX *got = LxGetFileWfx(p.c_str(), &frames, &offset);
-        ASSERT_NE(nullptr, got);
-        EXPECT_EQ(0, memcmp(got, d.fmt.data(), 16));
-        EXPECT_EQ(d.offset, offset);
-        EXPECT_EQ(d.size / +got->nBlockAlign, frames);
-        const Bytes after = ReadFileBytes(p.path());
-        EXPECT_TRUE(std::equal(b.begin() + (size_t)d.offset, b.end(), after.begin() + (size_t)d.offset));
-        free(got);
-    }
 }
 
 }  // namespace

@@ -1,65 +1,50 @@
-// Helpers of the WAVE and Wave64 tests: format records, images of both
-// layouts spelled out byte by byte (the ids from their stored bytes, not from
-// the library's constants), scratch files by path and a small chunk walker
-// of the tests' own.
+// WAVE and Wave64 tests' helpers: images of both layouts byte by byte (ids as stored, not the library's constants),
+// scratch files, the sox fixtures' manifest, a chunk walker of their own, and the checks of a repaired file.
 #ifndef WAVETEST_H
 #define WAVETEST_H
 
 #include <gtest/gtest.h>
 
-#include "dsp/lxsampletype.h"
+#include "fileio/wave.h"
 #include "testsupport.h"
 #include "watchdog.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
 namespace wavetest {
 
 using Bytes = std::vector<BYTE>;
-
-// ---- Format records ------------------------------------------------------
+using lxtest::Watchdog;
 
 inline tWAVEFORMATEX Fmt(WORD tag, WORD channels, DWORD rate, WORD bits) {
-    tWAVEFORMATEX f;
-    std::memset(&f, 0, sizeof f);
-    f.wFormatTag = tag;
-    f.nChannels = channels;
-    f.nSamplesPerSec = rate;
-    f.wBitsPerSample = bits;
-    f.nBlockAlign = (WORD)((bits >> 3) * channels);
-    f.nAvgBytesPerSec = f.nBlockAlign * rate;
-    return f;
+    const WORD align = (WORD)((bits >> 3) * channels);
+    return {tag, channels, rate, align * rate, align, bits, 0};
 }
 
-inline Bytes Record18(const tWAVEFORMATEX &f) {
-    const BYTE *p = (const BYTE *)&f;
-    return Bytes(p, p + 18);
-}
+inline Bytes Record18(const tWAVEFORMATEX &f) { return Bytes((const BYTE *)&f, (const BYTE *)&f + 18); }
 
-// ---- Little-endian fields ------------------------------------------------
+// Tag, channels, rate, bytes a second, align, bits, extra size: one comparison for a record.
+inline std::vector<DWORD> Fields(const tWAVEFORMATEX &f) {
+    return {f.wFormatTag, f.nChannels, f.nSamplesPerSec, f.nAvgBytesPerSec, f.nBlockAlign, f.wBitsPerSample, f.cbSize};
+}
 
 inline void Put16(Bytes &b, size_t at, WORD v) { std::memcpy(b.data() + at, &v, 2); }
 inline void Put32(Bytes &b, size_t at, DWORD v) { std::memcpy(b.data() + at, &v, 4); }
 inline void Put64(Bytes &b, size_t at, ULONGLONG v) { std::memcpy(b.data() + at, &v, 8); }
-inline WORD Get16(const Bytes &b, size_t at) {
-    WORD v;
-    std::memcpy(&v, b.data() + at, 2);
-    return v;
-}
-inline DWORD Get32(const Bytes &b, size_t at) {
-    DWORD v;
-    std::memcpy(&v, b.data() + at, 4);
-    return v;
-}
-inline ULONGLONG Get64(const Bytes &b, size_t at) {
-    ULONGLONG v;
-    std::memcpy(&v, b.data() + at, 8);
-    return v;
-}
+inline WORD Get16(const Bytes &b, size_t at) { WORD v; std::memcpy(&v, b.data() + at, 2); return v; }
+inline DWORD Get32(const Bytes &b, size_t at) { DWORD v; std::memcpy(&v, b.data() + at, 4); return v; }
+inline ULONGLONG Get64(const Bytes &b, size_t at) { ULONGLONG v; std::memcpy(&v, b.data() + at, 8); return v; }
+
+// A copy of b with the width bytes at at set to v, little-endian; a copy cut to at most n bytes.
+inline Bytes With(Bytes b, size_t at, ULONGLONG v, int width = 4) { std::memcpy(b.data() + at, &v, width); return b; }
+inline Bytes Cut(Bytes b, size_t n) { b.resize(std::min(n, b.size())); return b; }
 
 // Samples that tell their own position: byte i is (i * 7 + 3) mod 251.
 inline Bytes Samples(size_t n, size_t from = 0) {
@@ -68,62 +53,34 @@ inline Bytes Samples(size_t n, size_t from = 0) {
     return b;
 }
 
-// ---- Wave64 ids, as the stored bytes --------------------------------------
-
+// Wave64 ids as stored: the tag, then the twelve bytes of its group.
 struct Id16 {
     BYTE b[16];
 };
-// A four-letter tag and the twelve stored bytes that follow it.
-inline Id16 W64Id(const char *tag, const BYTE (&tail)[12]) {
-    Id16 id;
-    std::memcpy(id.b, tag, 4);
-    std::memcpy(id.b + 4, tail, 12);
-    return id;
-}
-const BYTE kRiffTail[12] = {0x2E, 0x91, 0xCF, 0x11, 0xA5, 0xD6, 0x28, 0xDB, 0x04, 0xC1, 0x00, 0x00};
-const BYTE kListTail[12] = {0x2F, 0x91, 0xCF, 0x11, 0xA5, 0xD6, 0x28, 0xDB, 0x04, 0xC1, 0x00, 0x00};
-const BYTE kWaveTail[12] = {0xF3, 0xAC, 0xD3, 0x11, 0x8C, 0xD1, 0x00, 0xC0, 0x4F, 0x8E, 0xDB, 0x8A};
-const BYTE kJunkTail[12] = {0xF3, 0xAC, 0x3D, 0x11, 0x8C, 0xD1, 0x00, 0xC0, 0x4F, 0x8E, 0xDB, 0x8A};
+inline Id16 W64Id(const char *stored) { Id16 id; std::memcpy(id.b, stored, 16); return id; }
 // clang-format off
-inline const Id16 &W64Riff() { static const Id16 id = W64Id("riff", kRiffTail); return id; }
-inline const Id16 &W64List() { static const Id16 id = W64Id("list", kListTail); return id; }
-inline const Id16 &W64Wave() { static const Id16 id = W64Id("wave", kWaveTail); return id; }
-inline const Id16 &W64Fmt() { static const Id16 id = W64Id("fmt ", kWaveTail); return id; }
-inline const Id16 &W64Data() { static const Id16 id = W64Id("data", kWaveTail); return id; }
-inline const Id16 &W64Junk() { static const Id16 id = W64Id("junk", kJunkTail); return id; }
+inline const Id16 &W64Riff() { static Id16 id = W64Id("riff\x2E\x91\xCF\x11\xA5\xD6\x28\xDB\x04\xC1\0\0"); return id; }
+inline const Id16 &W64List() { static Id16 id = W64Id("list\x2F\x91\xCF\x11\xA5\xD6\x28\xDB\x04\xC1\0\0"); return id; }
+inline const Id16 &W64Wave() { static Id16 id = W64Id("wave\xF3\xAC\xD3\x11\x8C\xD1\0\xC0\x4F\x8E\xDB\x8A"); return id; }
+inline const Id16 &W64Fmt() { static Id16 id = W64Id("fmt \xF3\xAC\xD3\x11\x8C\xD1\0\xC0\x4F\x8E\xDB\x8A"); return id; }
+inline const Id16 &W64Data() { static Id16 id = W64Id("data\xF3\xAC\xD3\x11\x8C\xD1\0\xC0\x4F\x8E\xDB\x8A"); return id; }
+inline const Id16 &W64Junk() { static Id16 id = W64Id("junk\xF3\xAC\x3D\x11\x8C\xD1\0\xC0\x4F\x8E\xDB\x8A"); return id; }
 // clang-format on
-
-// ---- Images ---------------------------------------------------------------
 
 // RIFF WAVE with 4-byte ids; Close patches the RIFF size to the image.
 class WaveImage {
 public:
-    WaveImage &Tag(const char *s) {
-        b_.insert(b_.end(), s, s + 4);
-        return *this;
-    }
-    WaveImage &Word(DWORD v) {
-        BYTE w[4];
-        std::memcpy(w, &v, 4);
-        b_.insert(b_.end(), w, w + 4);
-        return *this;
-    }
-    WaveImage &Raw(const Bytes &x) {
-        b_.insert(b_.end(), x.begin(), x.end());
-        return *this;
-    }
+    WaveImage &Raw(const Bytes &x) { b_.insert(b_.end(), x.begin(), x.end()); return *this; }
+    WaveImage &Tag(const char *s) { return Raw(Bytes(s, s + 4)); }
+    WaveImage &Word(DWORD v) { return Raw(Bytes((BYTE *)&v, (BYTE *)&v + 4)); }
     WaveImage &Header() { return Tag("RIFF").Word(0).Tag("WAVE"); }
     WaveImage &Chunk(const char *id, const Bytes &payload) {
         Tag(id).Word((DWORD)payload.size()).Raw(payload);
         if (payload.size() & 1) b_.push_back(0);
         return *this;
     }
-    Bytes Close() {
-        Put32(b_, 4, (DWORD)(b_.size() - 8));
-        return b_;
-    }
+    Bytes Close() { Put32(b_, 4, (DWORD)(b_.size() - 8)); return b_; }
     Bytes Get() const { return b_; }
-    size_t Size() const { return b_.size(); }
 
 private:
     Bytes b_;
@@ -132,79 +89,21 @@ private:
 // Wave64 with GUID ids; sizes count their 24-byte header, chunks pad to 8.
 class W64Image {
 public:
-    W64Image &Id(const Id16 &id) {
-        b_.insert(b_.end(), id.b, id.b + 16);
-        return *this;
-    }
-    W64Image &Quad(ULONGLONG v) {
-        BYTE q[8];
-        std::memcpy(q, &v, 8);
-        b_.insert(b_.end(), q, q + 8);
-        return *this;
-    }
-    W64Image &Raw(const Bytes &x) {
-        b_.insert(b_.end(), x.begin(), x.end());
-        return *this;
-    }
+    W64Image &Raw(const Bytes &x) { b_.insert(b_.end(), x.begin(), x.end()); return *this; }
+    W64Image &Id(const Id16 &id) { return Raw(Bytes(id.b, id.b + 16)); }
+    W64Image &Quad(ULONGLONG v) { return Raw(Bytes((BYTE *)&v, (BYTE *)&v + 8)); }
     W64Image &Header() { return Id(W64Riff()).Quad(0).Id(W64Wave()); }
     W64Image &Chunk(const Id16 &id, const Bytes &payload) {
         Id(id).Quad(payload.size() + 24).Raw(payload);
         while (b_.size() % 8) b_.push_back(0);
         return *this;
     }
-    Bytes Close() {
-        Put64(b_, 16, b_.size());
-        return b_;
-    }
+    Bytes Close() { Put64(b_, 16, b_.size()); return b_; }
     Bytes Get() const { return b_; }
-    size_t Size() const { return b_.size(); }
 
 private:
     Bytes b_;
 };
-
-// AIFF: big-endian "FORM" of "COMM" (18 bytes, the rate as an 80-bit number
-// built here for rates that are whole powers of two times a 16-bit
-// mantissa) and "SSND" with offset and block size 0.
-inline Bytes AiffImage(WORD channels, DWORD frames, WORD bits, DWORD rate, const Bytes &samples) {
-    auto be16 = [](Bytes &b, WORD v) {
-        b.push_back((BYTE)(v >> 8));
-        b.push_back((BYTE)v);
-    };
-    auto be32 = [](Bytes &b, DWORD v) {
-        for (int i = 3; i >= 0; --i) b.push_back((BYTE)(v >> (8 * i)));
-    };
-    auto tag = [](Bytes &b, const char *s) { b.insert(b.end(), s, s + 4); };
-    int exponent = 31;
-    while (exponent > 0 && !(rate & (1u << exponent))) --exponent;
-    const DWORD mantissaHigh = rate << (31 - exponent);
-    Bytes b;
-    tag(b, "FORM");
-    be32(b, 0);
-    tag(b, "AIFF");
-    tag(b, "COMM");
-    be32(b, 18);
-    be16(b, channels);
-    be32(b, frames);
-    be16(b, bits);
-    be16(b, (WORD)(0x3FFF + exponent));
-    be32(b, mantissaHigh);
-    be32(b, 0);
-    tag(b, "SSND");
-    be32(b, (DWORD)(8 + samples.size()));
-    be32(b, 0);
-    be32(b, 0);
-    b.insert(b.end(), samples.begin(), samples.end());
-    if (samples.size() & 1) b.push_back(0);
-    const DWORD form = (DWORD)(b.size() - 8);
-    b[4] = (BYTE)(form >> 24);
-    b[5] = (BYTE)(form >> 16);
-    b[6] = (BYTE)(form >> 8);
-    b[7] = (BYTE)form;
-    return b;
-}
-
-// ---- Files by path --------------------------------------------------------
 
 // Rewrites in place and cuts: far cheaper under Wine than creating anew.
 inline void WriteFileBytes(const std::string &path, const Bytes &b) {
@@ -217,17 +116,10 @@ inline void WriteFileBytes(const std::string &path, const Bytes &b) {
     ASSERT_EQ(b.size(), done);
 }
 
+// Through the C runtime, which shares the file with a writer that holds it open.
 inline Bytes ReadFileBytes(const std::string &path) {
-    Bytes b;
-    HANDLE h = CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                           FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (h == INVALID_HANDLE_VALUE) return b;
-    b.resize(GetFileSize(h, nullptr));
-    DWORD done = 0;
-    if (!b.empty()) ReadFile(h, b.data(), (DWORD)b.size(), &done, nullptr);
-    b.resize(done);
-    CloseHandle(h);
-    return b;
+    std::ifstream in(path, std::ios::binary);
+    return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 inline HANDLE OpenRW(const std::string &path) {
@@ -267,54 +159,136 @@ private:
     std::string path_;
 };
 
-// ---- The tests' own walker ---------------------------------------------------
-
-// Where the first sample of "data" stands and how many bytes it declares,
-// found by walking chunks from the file header; 0 offset when absent.
+// Where the first sample of "data" stands and the size it declares, with the "fmt " payload on the way, by a walk
+// from the file header; offset 0 when absent.
 struct DataChunk {
-    ULONGLONG offset = 0;
-    ULONGLONG size = 0;
+    ULONGLONG offset = 0, size = 0;
     Bytes fmt;
 };
 
-inline DataChunk WalkWave(const Bytes &b) {
+inline DataChunk Walk(const Bytes &b, bool w64) {
+    const size_t head = w64 ? 24 : 8;
     DataChunk d;
-    size_t at = 12;
-    while (at + 8 <= b.size()) {
-        const DWORD size = Get32(b, at + 4);
-        if (std::memcmp(&b[at], "fmt ", 4) == 0 && at + 8 + size <= b.size())
-            d.fmt.assign(b.begin() + at + 8, b.begin() + at + 8 + size);
-        if (std::memcmp(&b[at], "data", 4) == 0) {
-            d.offset = at + 8;
+    for (ULONGLONG at = w64 ? 40 : 12; at + head <= b.size();) {
+        const ULONGLONG size = w64 ? Get64(b, at + 16) - 24 : Get32(b, at + 4);
+        if (w64 && size > ~0ULL - 24) break;  // below its own header
+        const bool fmt = w64 ? !std::memcmp(&b[at], W64Fmt().b, 16) : !std::memcmp(&b[at], "fmt ", 4);
+        if (fmt && at + head + size <= b.size()) d.fmt.assign(b.begin() + at + head, b.begin() + at + head + size);
+        if (w64 ? !std::memcmp(&b[at], W64Data().b, 16) : !std::memcmp(&b[at], "data", 4)) {
+            d.offset = at + head;
             d.size = size;
             return d;
         }
-        at += 8 + (ULONGLONG)size + (size & 1);
+        at += head + (w64 ? (size + 7) & ~7ULL : size + (size & 1));
     }
     return d;
 }
 
-inline DataChunk WalkW64(const Bytes &b) {
-    DataChunk d;
-    size_t at = 40;
-    while (at + 24 <= b.size()) {
-        const ULONGLONG size = Get64(b, at + 16);
-        if (size < 24) break;
-        if (std::memcmp(&b[at], W64Fmt().b, 16) == 0 && at + size <= b.size())
-            d.fmt.assign(b.begin() + at + 24, b.begin() + at + (size_t)size);
-        if (std::memcmp(&b[at], W64Data().b, 16) == 0) {
-            d.offset = at + 24;
-            d.size = size - 24;
-            return d;
+// A field of an image to break: its name, offset, width in bytes (2, 4 or 8) and byte order.
+struct Field {
+    std::string name;
+    size_t at;
+    int width;
+    bool bigEndian = false;
+};
+
+struct Variant {
+    std::string name;
+    Bytes bytes;
+};
+
+// Each field set to values that break walkers (0, 1, odd, one off the truth, the signed and unsigned extremes of its
+// width, and for 64 bits those of 32 bits and the truth past them), then the image cut at every length.
+inline std::vector<Variant> Hostile(const std::string &image, const Bytes &img, const std::vector<Field> &fields) {
+    std::vector<Variant> out;
+    for (const Field &f : fields) {
+        auto byte = [&](int i) { return f.at + (f.bigEndian ? f.width - 1 - i : i); };
+        ULONGLONG truth = 0, top = f.width == 8 ? ~0ULL : (1ULL << (8 * f.width)) - 1;
+        for (int i = 0; i < f.width; ++i) truth |= (ULONGLONG)img[byte(i)] << (8 * i);
+        std::vector<ULONGLONG> values = {0, 1, 3, truth - 1, truth + 1, top >> 1, (top >> 1) + 1, top - 7, top};
+        if (f.width == 8)
+            values.insert(values.end(), {0x7FFFFFFF, 0x80000000, 0xFFFFFFF8, 0xFFFFFFFF, (1ULL << 32) + truth});
+        for (ULONGLONG v : values) {
+            out.push_back({image + ", " + f.name + " = " + std::to_string(v & top), img});
+            for (int i = 0; i < f.width; ++i) out.back().bytes[byte(i)] = (BYTE)(v >> (8 * i));
         }
-        at += (size_t)((size + 7) & ~7ULL);
     }
-    return d;
+    for (size_t len = 0; len <= img.size(); ++len)
+        out.push_back({image + " cut to " + std::to_string(len), Bytes(img.begin(), img.begin() + len)});
+    return out;
 }
 
-// ---- Watchdog ----------------------------------------------------------------
+// The files that tools/fixtures writes with sox at build time, as its manifest lists them.
+inline std::string FixtureDir() { return lxtest::ExeDir() + "fixtures\\audio\\"; }
 
-using lxtest::Watchdog;
+struct FixtureLine {
+    std::string name, type, encoding;
+    WORD bits, channels;
+    DWORD rate, frames;
+};
+
+inline std::vector<FixtureLine> Manifest() {
+    std::vector<FixtureLine> lines;
+    std::ifstream in(FixtureDir() + "manifest.txt");
+    for (std::string text; std::getline(in, text);) {
+        std::istringstream s(text);
+        FixtureLine l;
+        s >> l.name >> l.type >> l.encoding >> l.bits >> l.rate >> l.channels >> l.frames;
+        if (s) lines.push_back(l);
+    }
+    return lines;
+}
+
+// The file reads back with exactly this record, frame count and data offset.
+inline void ExpectReads(const std::string &path, const std::vector<DWORD> &format, ULONGLONG frames,
+                        ULONGLONG offset) {
+    ULONGLONG gotFrames = 7, gotOffset = 7;
+    tWAVEFORMATEX *f = LxGetFileWfx(path.c_str(), &gotFrames, &gotOffset);
+    ASSERT_NE(nullptr, f) << path;
+    EXPECT_EQ(format, Fields(*f));
+    EXPECT_EQ(frames, gotFrames);
+    EXPECT_EQ(offset, gotOffset);
+    free(f);
+}
+
+struct Repaired {
+    HRESULT hr;
+    ULONGLONG offset;  // where the audio starts
+    std::vector<DWORD> format;
+};
+
+// Repairs the file at path with the cursor at 7, which stays. A refusal leaves the file as it was. A repair keeps
+// its length and every byte from the audio on, and the file reads back clean: the data where the tests' walker
+// finds it, sized in whole frames to the end.
+inline Repaired RepairChecked(const std::string &path, bool w64, const tWAVEFORMATEX *fallback = nullptr,
+                              ULONGLONG limit = ~0ULL) {
+    const Bytes before = ReadFileBytes(path);
+    HANDLE h = OpenRW(path);
+    SeekTo(h, 7);
+    Repaired r = {w64 ? LxFixTrashedW64(h, fallback, limit) : LxFixTrashedWav(h, fallback, (DWORD)limit), 0, {}};
+    EXPECT_EQ(7u, Pos(h));
+    CloseHandle(h);
+    const Bytes after = ReadFileBytes(path);
+    EXPECT_EQ(before.size(), after.size());
+    if (r.hr != LX_S_OK) { EXPECT_EQ(before, after); }
+    if (r.hr != LX_S_OK || before.size() != after.size()) return r;
+    EXPECT_EQ(1, (w64 ? LxFileIsWave64 : LxFileIsWave)(path.c_str(), FALSE));
+    ULONGLONG frames = 0;
+    tWAVEFORMATEX *f = LxGetFileWfx(path.c_str(), &frames, &r.offset);
+    EXPECT_TRUE(f && r.offset <= after.size()) << "the repaired file does not read back";
+    if (!f || r.offset > after.size()) {
+        free(f);
+        return r;
+    }
+    r.format = Fields(*f);
+    const DataChunk d = Walk(after, w64);
+    EXPECT_EQ(r.offset, d.offset);
+    EXPECT_EQ((after.size() - r.offset) / f->nBlockAlign, frames);
+    EXPECT_EQ(frames * f->nBlockAlign, d.size);
+    EXPECT_TRUE(std::equal(before.begin() + (size_t)r.offset, before.end(), after.begin() + (size_t)r.offset));
+    free(f);
+    return r;
+}
 
 }  // namespace wavetest
 

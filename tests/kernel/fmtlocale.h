@@ -1,8 +1,6 @@
 // The locale a formatting test runs under. Wine takes the user's locale from
-// LANG at process start, so each locale is a separate run of the program;
-// a test reads which one it got and picks its column of expected texts.
-// A run registered for one locale sets MARLOK_EXPECT_LOCALE, and a run that
-// didn't get that locale fails instead of quietly checking another one.
+// LANG at process start, so each locale is a separate run of the program
+// (MARLOK_EXPECT_LOCALE names the one it was meant to get).
 #ifndef FMTLOCALE_H
 #define FMTLOCALE_H
 
@@ -15,17 +13,7 @@
 
 namespace fmttest {
 
-// Columns of the expectation tables.
 enum Locale { kEnUS, kDeDE, kEnIN, kSvSE, kLocaleCount };
-
-// Swedish groups with a no-break space (0xA0 in code page 1252); glued to
-// its neighbours by literal concatenation so that no hex escape runs on.
-#define FMT_NBSP "\xA0"
-
-inline const char *LocaleName(int locale) {
-    static const char *const kNames[kLocaleCount] = {"en-US", "de-DE", "en-IN", "sv-SE"};
-    return kNames[locale];
-}
 
 inline std::string CurrentLocaleName() {
     char name[LOCALE_NAME_MAX_LENGTH] = {0};
@@ -36,38 +24,52 @@ inline std::string CurrentLocaleName() {
 
 // -1 for a locale without a column.
 inline int CurrentLocale() {
-    std::string name = CurrentLocaleName();
+    static const char *const kNames[kLocaleCount] = {"en-US", "de-DE", "en-IN", "sv-SE"};
     for (int i = 0; i < kLocaleCount; i++)
-        if (name == LocaleName(i)) return i;
+        if (CurrentLocaleName() == kNames[i]) return i;
     return -1;
 }
 
-// Base of the locale suites: skips in a locale without a column, and fails
-// if the run was meant for another locale than the one it got.
+// An expected text written once for all locales: ' is the thousand
+// separator, _ the decimal separator and ~ the list separator of `locale`.
+// Swedish groups with a no-break space (0xA0 in code page 1252).
+inline std::string Spelled(const char *text, int locale) {
+    static const char kMarks[] = "'_~";
+    static const char *const kSeps[kLocaleCount][3] = {
+        {",", ".", ","}, {".", ",", ";"}, {",", ".", ","}, {"\xA0", ",", ";"}};
+    std::string out;
+    for (; *text; text++) {
+        const char *mark = strchr(kMarks, *text);
+        out += mark ? std::string(kSeps[locale][mark - kMarks]) : std::string(1, *text);
+    }
+    return out;
+}
+
+// A run registered for one locale fails if it got another.
+inline void ExpectLocale() {
+    const char *expected = getenv("MARLOK_EXPECT_LOCALE");
+    const std::string name = CurrentLocaleName();
+    EXPECT_EQ(expected && *expected ? expected : name, name) << "this run did not get its locale";
+}
+
+// Skips in a locale without a column.
 class LocaleTest : public testing::Test {
 protected:
     void SetUp() override {
-        const char *expected = getenv("MARLOK_EXPECT_LOCALE");
-        std::string name = CurrentLocaleName();
-        if (expected && *expected) {
-            ASSERT_EQ(std::string(expected), name) << "this run did not get its locale";
-        }
+        ExpectLocale();
         locale_ = CurrentLocale();
-        if (locale_ < 0) GTEST_SKIP() << "no expectations for locale \"" << name << "\"";
+        if (locale_ < 0) GTEST_SKIP() << "no expectations for " << CurrentLocaleName();
     }
+    std::string Spelled(const char *text) const { return fmttest::Spelled(text, locale_); }
     int locale_ = -1;
 };
 
-// Base of the double-byte suites: they need the Japanese ANSI code page,
-// where 0x81 to 0x9F and 0xE0 to 0xFC lead a pair whose second byte may be
-// an ASCII letter or a backslash.
+// Needs the Japanese code page, where 0x81-0x9F and 0xE0-0xFC lead a pair
+// whose second byte may be an ASCII letter or a backslash.
 class DoubleByteTest : public testing::Test {
 protected:
     void SetUp() override {
-        const char *expected = getenv("MARLOK_EXPECT_LOCALE");
-        if (expected && *expected) {
-            ASSERT_EQ(std::string(expected), CurrentLocaleName()) << "this run did not get its locale";
-        }
+        ExpectLocale();
         if (GetACP() != 932) GTEST_SKIP() << "needs code page 932, this is " << GetACP();
     }
 };

@@ -1,7 +1,6 @@
-// The language fixture as the white-box tests see it: the resource-only
-// module langhost.dll (English) and its translation langhost.LNG (German)
-// beside the test program, and a language block on that module with the
-// kernel attached, so that the kernel's own block exists beside it.
+// The resource-only module langhost.dll (English) and its translation
+// langhost.LNG (German) beside the test program, and a block on that module
+// with the kernel attached, so that the kernel's own block exists too.
 #ifndef LANGFIXTURE_H
 #define LANGFIXTURE_H
 
@@ -25,6 +24,12 @@ inline std::string Acp(const wchar_t *text) {
     return out;
 }
 
+// What a call left in out, marked if the call's result isn't its length.
+inline std::string Text(const char *out, int n) {
+    std::string text(out);
+    return n == (int)text.size() ? text : text + " <returned " + std::to_string(n) + ">";
+}
+
 inline std::string ModulePath() { return lxtest::ExeDir() + "langhost.dll"; }
 inline std::string LangFilePath() { return lxtest::ExeDir() + "langhost.LNG"; }
 
@@ -41,8 +46,10 @@ protected:
         if (module_) FreeLibrary(module_);
         Kernel_ProcessDetach();
     }
-    void German() { ASSERT_TRUE(LxLang_UpdateKernelLCID(lang_, kGerman, 0)); }
-    void English() { ASSERT_TRUE(LxLang_UpdateKernelLCID(lang_, 1033, 0)); }
+    // 0 leaves the language as it is (never set, in a fresh block).
+    void Use(LCID lcid) { EXPECT_TRUE(!lcid || LxLang_UpdateKernelLCID(lang_, lcid, 0)); }
+    void German() { Use(kGerman); }
+    void English() { Use(1033); }
     // The translation as this block holds it, active or not.
     HMODULE LangFile() { return GetModuleHandleA(LangFilePath().c_str()); }
 
