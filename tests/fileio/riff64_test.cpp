@@ -49,7 +49,8 @@ TEST(Riff64Write, HeadersAddTheirOwnLengthAndDataPadsToEight) {
     ASSERT_EQ(LX_S_OK, riff64_WriteListHeader(f.h(), kTypeA, 16));
     EXPECT_EQ(W64Image().Id(W64Riff()).Quad(130).Id(W64Wave()).Id(W64Fmt()).Quad(42).Id(W64List()).Quad(40)
                   .Id(IdOf(kTypeA)).Get(), f.Contents());
-    for (const auto &r : {make_tuple(0, 0), make_tuple(1, 8), make_tuple(8, 8), make_tuple(18, 24)}) {
+    for (const auto &r : {make_tuple(0, 0), make_tuple(1, 8), make_tuple(4, 8), make_tuple(8, 8), make_tuple(13, 16),
+                         make_tuple(18, 24)}) {
         const ULONGLONG size = std::get<0>(r), padded = std::get<1>(r);
         SCOPED_TRACE(size);
         const Bytes payload = Samples((size_t)size);

@@ -616,6 +616,20 @@ TEST(LxListSortedFind, Bisection) {
         EXPECT_EQ(r.insertAt, LxList_FindSortedInsertIndexRange(list.get(), AsKey(r.key), r.start,
                                                                 r.count, CompareValues));
     }
+    // Every span length and every key position, present or falling between.
+    for (int n = 0; n <= 9; ++n) {
+        std::string evens;
+        for (int i = 0; i < n; ++i) evens += (char)('a' + 2 * i);
+        ListPtr list = PlainOf(evens);
+        for (int k = -1; k <= 2 * n; ++k) {
+            SCOPED_TRACE(testing::Message() << "span " << n << " key " << k);
+            const char key = (char)('a' + k);
+            EXPECT_EQ(k >= 0 && k < 2 * n && k % 2 == 0 ? k / 2 : -1,
+                      LxList_FindSortedItemRange(list.get(), AsKey(key), 0, -1, CompareValues));
+            EXPECT_EQ((k + 1) / 2, LxList_FindSortedInsertIndexRange(list.get(), AsKey(key), 0, -1,
+                                                                     CompareValues));
+        }
+    }
     ListPtr list = PlainOf("123");
     EXPECT_EQ(-1, LxList_FindSortedItemRange(list.get(), AsKey('1'), 0, -1, nullptr));
     EXPECT_EQ(-1, LxList_FindSortedInsertIndexRange(list.get(), AsKey('1'), 0, -1, nullptr));
