@@ -302,6 +302,13 @@ TEST_F(LxTimer, CalibrationOnSimulatedMachines) {
             EXPECT_EQ(200000u, LxGetMicrosec());
         }
     }
+    // The zero moves to the stamp counter to the microsecond, not the millisecond.
+    w = Pentium9x();
+    UseFake();
+    TimerStart(5);
+    Advance(300250000);
+    ASSERT_EQ(200000000u, LxTimer_LateInitialize());
+    EXPECT_EQ(500250u, LxGetMicrosec());
 }
 
 TEST_F(LxTimer, StartAndCalibrateFormsAndASecondLateStart) {
