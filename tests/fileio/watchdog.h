@@ -36,22 +36,18 @@ public:
     }
 
 private:
+    // Wakes every stall period: no case entered since the last wake is a hang.
     static DWORD WINAPI Run(void *self) {
         Watchdog *w = (Watchdog *)self;
-        unsigned long seen = ~0ul;
-        DWORD still = 0;
-        while (WaitForSingleObject(w->stop_, 100) == WAIT_TIMEOUT) {
+        for (unsigned long seen = ~0ul; WaitForSingleObject(w->stop_, w->stallMs_) == WAIT_TIMEOUT;) {
             EnterCriticalSection(&w->lock_);
-            const bool moved = w->ticks_ != seen;
-            seen = w->ticks_;
-            std::string name = w->name_;
-            LeaveCriticalSection(&w->lock_);
-            still = moved ? 0 : still + 100;
-            if (still >= w->stallMs_) {
-                std::fprintf(stderr, "hang in case: %s\n", name.c_str());
+            if (w->ticks_ == seen) {
+                std::fprintf(stderr, "hang in case: %s\n", w->name_.c_str());
                 std::fflush(stderr);
                 TerminateProcess(GetCurrentProcess(), 3);
             }
+            seen = w->ticks_;
+            LeaveCriticalSection(&w->lock_);
         }
         return 0;
     }
