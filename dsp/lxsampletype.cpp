@@ -71,13 +71,6 @@ const TypeRow *FindType(LXSAMPLETYPE type) {
     return nullptr;
 }
 
-/* The tags whose layout this family knows without asking anyone. */
-bool IsOwnTag(UINT tag) {
-    return tag == LXWAVE_FORMAT_PCM || tag == LXWAVE_FORMAT_IEEE_FLOAT ||
-           tag == LXWAVE_FORMAT_UNPACKED || tag == LXWAVE_FORMAT_SIGNED ||
-           tag == LXWAVE_FORMAT_BIGENDIAN;
-}
-
 /* Extensible with the PCM subtype. A record whose cbSize doesn't reach the
    subtype has none, and counts as another subtype. */
 bool IsExtensiblePcm(const tWAVEFORMATEX *wfx) {
@@ -192,6 +185,11 @@ double SampleType_FullScale(LXSAMPLETYPE type) {
     return row ? row->fullScale : 0.0;
 }
 
+bool SampleType_IsOwnTag(UINT tag) {
+    return tag == LXWAVE_FORMAT_PCM || tag == LXWAVE_FORMAT_IEEE_FLOAT || tag == LXWAVE_FORMAT_UNPACKED ||
+           tag == LXWAVE_FORMAT_SIGNED || tag == LXWAVE_FORMAT_BIGENDIAN;
+}
+
 LXEXPORT(double) LxAudio_GetNormalizeFactor(int bits) {
     switch (bits) {
     case 8: return 128.0;
@@ -271,8 +269,7 @@ LXEXPORT(HRESULT) LxAudio_FillSilenceChannel(const tWAVEFORMATEX *wfx, void *buf
     if (tag == LXWAVE_FORMAT_IEEE_FLOAT) {
         if (bits != 32 && bits != 64) return LX_E_FAIL;
         width = bits / 8;
-    } else if (tag == LXWAVE_FORMAT_PCM || tag == LXWAVE_FORMAT_UNPACKED ||
-               tag == LXWAVE_FORMAT_SIGNED || tag == LXWAVE_FORMAT_BIGENDIAN) {
+    } else if (SampleType_IsOwnTag(tag)) {
         if (bits != 8 && bits != 16 && bits != 24 && bits != 32) return LX_E_FAIL;
         width = bits / 8;
         if (bits == 8 && tag != LXWAVE_FORMAT_SIGNED) fill = 0x80;
@@ -289,7 +286,7 @@ LXEXPORT(HRESULT) LxAudio_FillSilenceChannel(const tWAVEFORMATEX *wfx, void *buf
 }
 
 LXEXPORT(HRESULT) LxAudio_GetTagText(UINT tag, char *text, UINT size) {
-    if (IsOwnTag(tag)) {
+    if (SampleType_IsOwnTag(tag)) {
         UINT id;
         switch (tag) {
         case LXWAVE_FORMAT_PCM: id = kStrPcm; break;
@@ -318,7 +315,7 @@ LXEXPORT(HRESULT) LxAudio_GetAttribsText(const tWAVEFORMATEX *wfx, char *text, U
     if (!wfx) return CopyUnknown(text, size);
     const UINT tag = wfx->wFormatTag;
 
-    if (IsOwnTag(tag) &&
+    if (SampleType_IsOwnTag(tag) &&
         wfx->nBlockAlign == (UINT)(wfx->wBitsPerSample / 8) * wfx->nChannels) {
         char channels[kTextRoom];
         if (wfx->nChannels == 1)

@@ -80,6 +80,10 @@ LXEXPORT(HRESULT) LxAudio_GetAttribsText(const tWAVEFORMATEX *wfx, char *text, U
 /* The value that maps to 1.0 in the type's own scale: 2^(precision - 1)
    for integers (2^23 for unpacked 24-bit), 1.0 for floats, 0.0 for none. */
 double SampleType_FullScale(LXSAMPLETYPE type);
+
+/* The tags whose layout this family knows without asking anyone: PCM,
+   float and the three private ones. */
+bool SampleType_IsOwnTag(UINT tag);
 #endif
 
 #endif

@@ -7,27 +7,26 @@
  */
 #include "aiff.h"
 
+#include "wave.h"
+
 #include <math.h>
 #include <stdlib.h>
 #include <string.h>
 
-using namespace lxiff;
+using namespace lxio;
 
 namespace {
 
-const DWORD kMoveRound = 4096;
 const DWORD kCommBytes = 18;      /* channels, frames, bits, rate */
 const DWORD kCommBytesAifc = 22;  /* and the compression type */
 const DWORD kInstBytes = 20;
 const DWORD kMarkerHead = 7;      /* id, position, name length */
 
-ULONGLONG Padded(DWORD size) { return (ULONGLONG)size + (size & 1); }
-
 /* Whether the file holds size bytes from the cursor: an overwrite must not
    lengthen a chunk that claims more than the file has. */
 bool Fits(HANDLE h, DWORD size) {
-    ULONGLONG pos, length;
-    return Tell(h, &pos) && Length(h, &length) && pos + size <= length;
+    ULONGLONG left;
+    return BytesLeft(h, &left) && size <= left;
 }
 
 void ExtendedFromBE(const BYTE *p, tAIFFEXTENDED *x) {
@@ -49,25 +48,21 @@ void ParseComm(const BYTE *p, tAIFFCOMM *c) {
 
 bool AddToFormSize(HANDLE h, DWORD delta) {
     BYTE b[4];
-    if (!Seek(h, 4, FILE_BEGIN) || !ReadExact(h, b, 4)) return false;
+    if (!SeekTo(h, 4) || !ReadExact(h, b, 4)) return false;
     PutBE32(b, GetBE32(b) + delta);
-    return Seek(h, 4, FILE_BEGIN) && WriteExact(h, b, 4);
+    return SeekTo(h, 4) && WriteExact(h, b, 4);
 }
 
-/* The audio check of the wave reader, widened so that a block align that
-   only matches after 16-bit truncation does not pass. */
-bool PassesAudioCheck(const tWAVEFORMATEX *w) {
-    switch (w->wFormatTag) {
-    case LXWAVE_FORMAT_PCM:
-    case LXWAVE_FORMAT_IEEE_FLOAT:
-    case LXWAVE_FORMAT_UNPACKED:
-    case LXWAVE_FORMAT_SIGNED:
-    case LXWAVE_FORMAT_BIGENDIAN:
-        break;
-    default:
-        return false;
-    }
-    return (DWORD)w->nBlockAlign == (DWORD)(w->wBitsPerSample >> 3) * w->nChannels;
+/* Finds id under the bound the FORM's size sets; cursor on the payload. */
+HRESULT FindInForm(HANDLE h, DWORD formSize, DWORD id, DWORD *pSize) {
+    LONG remaining = (LONG)(formSize - 4);
+    return iff_FindChunkHeader(h, id, pSize, &remaining);
+}
+
+/* The first count bytes of a payload of size bytes; one shorter is a failed
+   read, so that nothing is borrowed from the next chunk. */
+HRESULT ReadHead(HANDLE h, DWORD size, BYTE *b, DWORD count) {
+    return size >= count && ReadExact(h, b, count) ? LX_S_OK : LX_E_READ;
 }
 
 /* Finds id in a file that iff_IsAIFFFile takes; cursor on the payload. */
@@ -210,7 +205,7 @@ LXEXPORT(BOOL) iff_IsAIFFFile(HANDLE hFile, DWORD *pSize) { return iff_IsAIFFFil
 LXEXPORT(BOOL) iff_IsAIFFFileEx(HANDLE hFile, DWORD *pSize, BOOL *pCompressed) {
     if (pSize) *pSize = 0;
     if (pCompressed) *pCompressed = FALSE;
-    if (!Seek(hFile, 0, FILE_BEGIN)) return FALSE;
+    if (!SeekTo(hFile, 0)) return FALSE;
     tIFFCHUNKHDR hdr;
     DWORD form;
     if (iff_ReadFormType(hFile, &hdr, &form) < 0) return FALSE;
@@ -221,13 +216,12 @@ LXEXPORT(BOOL) iff_IsAIFFFileEx(HANDLE hFile, DWORD *pSize, BOOL *pCompressed) {
     if (pCompressed) *pCompressed = TRUE;
     ULONGLONG at;
     if (!Tell(hFile, &at)) return FALSE;
-    LONG remaining = (LONG)(hdr.size - 4);
     DWORD size;
     BYTE comm[kCommBytesAifc];
-    const bool plain = iff_FindChunkHeader(hFile, LXIFF_ID_COMM, &size, &remaining) == LX_S_OK &&
-                       size >= kCommBytesAifc && ReadExact(hFile, comm, kCommBytesAifc) &&
+    const bool plain = FindInForm(hFile, hdr.size, LXIFF_ID_COMM, &size) == LX_S_OK &&
+                       ReadHead(hFile, size, comm, kCommBytesAifc) == LX_S_OK &&
                        GetBE32(comm + kCommBytes) == LXIFF_ID_NONE;
-    Seek(hFile, (LONGLONG)at, FILE_BEGIN);
+    SeekTo(hFile, at);
     return plain ? TRUE : FALSE;
 }
 
@@ -239,13 +233,11 @@ LXEXPORT(HRESULT) iff_GetAIFFWfx(HANDLE hFile, tWAVEFORMATEX *pwfx, DWORD *pFram
     ULONGLONG body;
     if (!Tell(hFile, &body)) return LX_E_READ;
 
-    LONG remaining = (LONG)(formSize - 4);
     DWORD size;
-    HRESULT hr = iff_FindChunkHeader(hFile, LXIFF_ID_COMM, &size, &remaining);
-    if (hr < 0) return hr;
-    const DWORD need = aifc ? kCommBytesAifc : kCommBytes;
     BYTE b[kCommBytesAifc];
-    if (size < need || !ReadExact(hFile, b, need)) return LX_E_READ;
+    HRESULT hr = FindInForm(hFile, formSize, LXIFF_ID_COMM, &size);
+    if (hr >= 0) hr = ReadHead(hFile, size, b, aifc ? kCommBytesAifc : kCommBytes);
+    if (hr < 0) return hr;
     tAIFFCOMM comm;
     ParseComm(b, &comm);
 
@@ -261,11 +253,10 @@ LXEXPORT(HRESULT) iff_GetAIFFWfx(HANDLE hFile, tWAVEFORMATEX *pwfx, DWORD *pFram
     pwfx->wBitsPerSample = bits;
     pwfx->cbSize = 0;
 
-    if (!Seek(hFile, (LONGLONG)body, FILE_BEGIN)) return LX_E_READ;
-    remaining = (LONG)(formSize - 4);
-    hr = iff_FindChunkHeader(hFile, LXIFF_ID_SSND, &size, &remaining);
+    if (!SeekTo(hFile, body)) return LX_E_READ;
+    hr = FindInForm(hFile, formSize, LXIFF_ID_SSND, &size);
+    if (hr >= 0) hr = ReadHead(hFile, size, b, 8);
     if (hr < 0) return hr;
-    if (size < 8 || !ReadExact(hFile, b, 8)) return LX_E_READ;
     const DWORD offset = GetBE32(b);
     ULONGLONG head;
     if (!Tell(hFile, &head)) return LX_E_READ;
@@ -286,29 +277,19 @@ LXEXPORT(HRESULT) iff_DeleteChunk(HANDLE hFile, DWORD id, DWORD *pRemoved) {
     if (!Length(hFile, &length)) return LX_E_READ;
     DWORD formSize;
     if (!iff_IsAIFFFile(hFile, &formSize)) return LXIFF_E_NOTAIFF;
-    LONG remaining = (LONG)(formSize - 4);
     DWORD size;
-    HRESULT hr = iff_FindChunkHeader(hFile, id, &size, &remaining);
+    HRESULT hr = FindInForm(hFile, formSize, id, &size);
     if (hr < 0) return hr;
 
     ULONGLONG payload;
     if (!Tell(hFile, &payload)) return LX_E_READ;
     const ULONGLONG total = Padded(size) + 8;
-    ULONGLONG dest = payload - 8, source = dest + total;
+    const ULONGLONG dest = payload - 8, source = dest + total;
     /* A chunk that claims more than the file holds cannot be cut out by its
        size: nothing is changed. */
     if (source > length) return LX_E_READ;
-
-    BYTE buffer[kMoveRound];
-    for (ULONGLONG rest = length - source; rest;) {
-        const DWORD n = rest < kMoveRound ? (DWORD)rest : kMoveRound;
-        if (!Seek(hFile, (LONGLONG)source, FILE_BEGIN) || !ReadExact(hFile, buffer, n)) return LX_E_READ;
-        if (!Seek(hFile, (LONGLONG)dest, FILE_BEGIN) || !WriteExact(hFile, buffer, n)) return LX_E_WRITE;
-        source += n;
-        dest += n;
-        rest -= n;
-    }
-    if (!Seek(hFile, (LONGLONG)dest, FILE_BEGIN) || !SetEndOfFile(hFile)) return LX_E_WRITE;
+    hr = CutOut(hFile, dest, source, length);
+    if (hr < 0) return hr;
     if (!AddToFormSize(hFile, 0u - (DWORD)total)) return LX_E_WRITE;
     Seek(hFile, 0, FILE_END);
     if (pRemoved) *pRemoved = (DWORD)total;
@@ -318,14 +299,15 @@ LXEXPORT(HRESULT) iff_DeleteChunk(HANDLE hFile, DWORD id, DWORD *pRemoved) {
 HRESULT Aiff_GetFileWfx(HANDLE file, tWAVEFORMATEX **ppwfx, ULONGLONG *pFrames, ULONGLONG *pDataOffset) {
     if (!ppwfx) return LX_E_POINTER;
     *ppwfx = nullptr;
-    ULONGLONG saved;
-    if (!Tell(file, &saved)) return LX_E_READ;
+    KeepCursor keep(file);
+    if (!keep.ok()) return LX_E_READ;
     tWAVEFORMATEX *wfx = (tWAVEFORMATEX *)calloc(1, sizeof(tWAVEFORMATEX));
     if (!wfx) return LX_E_OUTOFMEMORY;
     DWORD frames = 0, offset = 0;
     HRESULT hr = iff_GetAIFFWfx(file, wfx, &frames, &offset);
-    if (hr >= 0 && !PassesAudioCheck(wfx)) hr = LXIFF_E_NOTAIFF;
-    Seek(file, (LONGLONG)saved, FILE_BEGIN);
+    /* The block align is never 0 here, so this is the wave reader's check
+       exactly. */
+    if (hr >= 0 && !LxWave_IsAudioFormat(wfx)) hr = LXIFF_E_NOTAIFF;
     if (hr < 0) {
         free(wfx);
         return hr;
@@ -339,8 +321,8 @@ HRESULT Aiff_GetFileWfx(HANDLE file, tWAVEFORMATEX **ppwfx, ULONGLONG *pFrames, 
 
 HRESULT Aiff_SetFileWfx(HANDLE file, const tWAVEFORMATEX *wfx) {
     if (!wfx) return LX_E_POINTER;
-    ULONGLONG saved;
-    if (!Tell(file, &saved)) return LX_E_READ;
+    KeepCursor keep(file);
+    if (!keep.ok()) return LX_E_READ;
     tWAVEFORMATEX current;
     DWORD frames = 0;
     HRESULT hr = iff_GetAIFFWfx(file, &current, &frames, nullptr);
@@ -353,7 +335,6 @@ HRESULT Aiff_SetFileWfx(HANDLE file, const tWAVEFORMATEX *wfx) {
         aiff_CreateRate(wfx->nSamplesPerSec, &comm.rate);
         hr = Aiff_WriteComm(file, &comm);
     }
-    Seek(file, (LONGLONG)saved, FILE_BEGIN);
     return hr;
 }
 
@@ -363,9 +344,9 @@ HRESULT Aiff_ReadComm(HANDLE file, tAIFFCOMM *comm) {
     HRESULT hr = FindInAiff(file, LXIFF_ID_COMM, &size);
     if (hr < 0) return hr;
     BYTE b[kCommBytes];
-    if (size < kCommBytes || !ReadExact(file, b, kCommBytes)) return LX_E_READ;
-    ParseComm(b, comm);
-    return LX_S_OK;
+    hr = ReadHead(file, size, b, kCommBytes);
+    if (hr >= 0) ParseComm(b, comm);
+    return hr;
 }
 
 HRESULT Aiff_WriteComm(HANDLE file, const tAIFFCOMM *comm) {
@@ -388,7 +369,8 @@ HRESULT Aiff_ReadInst(HANDLE file, tAIFFINST *inst) {
     HRESULT hr = FindInAiff(file, LXIFF_ID_INST, &size);
     if (hr < 0) return hr;
     BYTE b[kInstBytes];
-    if (size < kInstBytes || !ReadExact(file, b, kInstBytes)) return LX_E_READ;
+    hr = ReadHead(file, size, b, kInstBytes);
+    if (hr < 0) return hr;
     inst->baseNote = (CHAR)b[0];
     inst->detune = (CHAR)b[1];
     inst->lowNote = (CHAR)b[2];

@@ -6,41 +6,7 @@
  */
 #include "iff.h"
 
-namespace lxiff {
-
-bool Seek(HANDLE h, LONGLONG distance, DWORD method, ULONGLONG *pNew) {
-    LONG high = (LONG)(distance >> 32);
-    SetLastError(NO_ERROR);
-    DWORD low = SetFilePointer(h, (LONG)(DWORD)distance, &high, method);
-    if (low == INVALID_SET_FILE_POINTER && GetLastError() != NO_ERROR) return false;
-    if (pNew) *pNew = ((ULONGLONG)(DWORD)high << 32) | low;
-    return true;
-}
-
-bool Tell(HANDLE h, ULONGLONG *pPos) { return Seek(h, 0, FILE_CURRENT, pPos); }
-
-bool Length(HANDLE h, ULONGLONG *pLength) {
-    DWORD high = 0;
-    SetLastError(NO_ERROR);
-    DWORD low = GetFileSize(h, &high);
-    if (low == INVALID_FILE_SIZE && GetLastError() != NO_ERROR) return false;
-    *pLength = ((ULONGLONG)high << 32) | low;
-    return true;
-}
-
-bool ReadExact(HANDLE h, void *buffer, DWORD count) {
-    DWORD got = 0;
-    return ReadFile(h, buffer, count, &got, nullptr) && got == count;
-}
-
-bool WriteExact(HANDLE h, const void *buffer, DWORD count) {
-    DWORD done = 0;
-    return WriteFile(h, buffer, count, &done, nullptr) && done == count;
-}
-
-}  // namespace lxiff
-
-using namespace lxiff;
+using namespace lxio;
 
 LXEXPORT(void) iff_ByteSwap16(void *buffer, DWORD count) {
     if (!buffer) return;
@@ -131,30 +97,10 @@ LXEXPORT(HRESULT) iff_ReadFormType(HANDLE hFile, tIFFCHUNKHDR *pHdr, DWORD *pFor
     return LX_S_OK;
 }
 
-LXEXPORT(DWORD) iff_SkipChunk(HANDLE hFile, DWORD size) {
-    Seek(hFile, (LONGLONG)((ULONGLONG)size + (size & 1)), FILE_CURRENT);
-    return size + (size & 1);
-}
+LXEXPORT(DWORD) iff_SkipChunk(HANDLE hFile, DWORD size) { return SkipPadded(hFile, size); }
 
 LXEXPORT(HRESULT) iff_FindChunkHeader(HANDLE hFile, DWORD id, DWORD *pSize, LONG *pRemaining) {
-    DWORD count = pRemaining ? (DWORD)*pRemaining : 0;
-    for (;;) {
-        /* Signed: a chunk running past the bound ends the search. */
-        if (pRemaining && (LONG)count < 8) {
-            *pRemaining = (LONG)count;
-            return LX_E_NOTFOUND;
-        }
-        tIFFCHUNKHDR hdr;
-        HRESULT hr = iff_ReadChunkHdr(hFile, &hdr);
-        if (hr < 0) return hr;
-        count -= 8;
-        if (hdr.id == id) {
-            if (pSize) *pSize = hdr.size;
-            if (pRemaining) *pRemaining = (LONG)count;
-            return LX_S_OK;
-        }
-        count -= iff_SkipChunk(hFile, hdr.size);
-    }
+    return FindChunk32(hFile, id, true, pSize, pRemaining);
 }
 
 LXEXPORT(HRESULT) iff_SeekChunkHeader(HANDLE hFile, DWORD id, DWORD *pSize) {
@@ -162,7 +108,7 @@ LXEXPORT(HRESULT) iff_SeekChunkHeader(HANDLE hFile, DWORD id, DWORD *pSize) {
 }
 
 LXEXPORT(HRESULT) iff_FindChunkFromStart(HANDLE hFile, DWORD id, DWORD *pSize) {
-    if (!Seek(hFile, 0, FILE_BEGIN)) return LX_E_NOTFOUND;
+    if (!SeekTo(hFile, 0)) return LX_E_NOTFOUND;
     /* A header too short to read is no "FORM" either. */
     BYTE head[8] = {0};
     DWORD got = 0;

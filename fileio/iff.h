@@ -55,29 +55,9 @@ LXEXPORT(HRESULT) iff_SeekChunkHeader(HANDLE hFile, DWORD id, DWORD *pSize);
 LXEXPORT(HRESULT) iff_FindChunkFromStart(HANDLE hFile, DWORD id, DWORD *pSize);
 
 #ifdef __cplusplus
-/* Shared by the IFF and AIFF sources: 64-bit cursor moves, exact
-   transfers and big-endian fields. */
-namespace lxiff {
-bool Seek(HANDLE h, LONGLONG distance, DWORD method, ULONGLONG *pNew = nullptr);
-bool Tell(HANDLE h, ULONGLONG *pPos);
-bool Length(HANDLE h, ULONGLONG *pLength);
-bool ReadExact(HANDLE h, void *buffer, DWORD count);
-bool WriteExact(HANDLE h, const void *buffer, DWORD count);
-inline WORD GetBE16(const BYTE *p) { return (WORD)((p[0] << 8) | p[1]); }
-inline DWORD GetBE32(const BYTE *p) {
-    return ((DWORD)p[0] << 24) | ((DWORD)p[1] << 16) | ((DWORD)p[2] << 8) | p[3];
-}
-inline void PutBE16(BYTE *p, WORD v) {
-    p[0] = (BYTE)(v >> 8);
-    p[1] = (BYTE)v;
-}
-inline void PutBE32(BYTE *p, DWORD v) {
-    p[0] = (BYTE)(v >> 24);
-    p[1] = (BYTE)(v >> 16);
-    p[2] = (BYTE)(v >> 8);
-    p[3] = (BYTE)v;
-}
-}  // namespace lxiff
+#include "fileio_internal.h"
+/* The name the IFF and AIFF sources first knew the shared helpers by. */
+namespace lxiff = lxio;
 #endif
 
 #endif

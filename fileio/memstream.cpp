@@ -5,6 +5,8 @@
  */
 #include "memstream.h"
 
+#include "fileio_internal.h"
+
 #include <string.h>
 
 static_assert(sizeof(tLXMEMSTREAM) == 16, "four 32-bit words");
@@ -18,14 +20,6 @@ bool Consistent(const tLXMEMSTREAM *s) {
     return s->used <= s->capacity && s->position <= s->capacity && (s->data || s->capacity == 0);
 }
 
-void FreeBlock(BYTE *data) {
-    if (!data) return;
-    HGLOBAL h = GlobalHandle(data);
-    if (!h) return;
-    GlobalUnlock(h);
-    GlobalFree(h);
-}
-
 /* Grows the block once if n bytes at position would pass capacity;
    minGrowth raises the step for a large payload. */
 HRESULT Reserve(tLXMEMSTREAM *s, DWORD n, DWORD minGrowth) {
@@ -36,14 +30,10 @@ HRESULT Reserve(tLXMEMSTREAM *s, DWORD n, DWORD minGrowth) {
     if (minGrowth > growth) growth = minGrowth;
     ULONGLONG bigger = (ULONGLONG)s->capacity + growth;
     if (bigger > 0x7FFFFFFF) return LX_E_OUTOFMEMORY;
-    HGLOBAL h = GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, (SIZE_T)bigger);
-    BYTE *p = h ? (BYTE *)GlobalLock(h) : nullptr;
-    if (!p) {
-        if (h) GlobalFree(h);
-        return LX_E_OUTOFMEMORY;
-    }
+    BYTE *p = (BYTE *)lxio::AllocBlock((SIZE_T)bigger);
+    if (!p) return LX_E_OUTOFMEMORY;
     if (s->used) memcpy(p, s->data, s->used);
-    FreeBlock(s->data);
+    lxio::FreeBlock(s->data);
     s->data = p;
     s->capacity = (DWORD)bigger;
     return LX_S_OK;
@@ -75,7 +65,7 @@ HRESULT AppendWords(tLXMEMSTREAM *s, const DWORD *words, DWORD count) {
 
 void MemStream_Free(tLXMEMSTREAM *stream) {
     if (!stream) return;
-    FreeBlock(stream->data);
+    lxio::FreeBlock(stream->data);
     stream->data = nullptr;
     stream->capacity = stream->used = stream->position = 0;
 }

@@ -6,11 +6,16 @@
  */
 #include "mriff.h"
 
+#include "fileio_internal.h"
+
 #include <stdint.h>
 #include <string.h>
 
 static_assert(sizeof(tMRIFFSTREAM) == 24, "six 32-bit words");
 static_assert(sizeof(WAVEFORMATEX) == 18, "the format record is 18 bytes");
+
+using lxio::GetLE32;
+using lxio::Padded;
 
 namespace {
 
@@ -36,14 +41,6 @@ DWORD MoveTo(tMRIFFSTREAM *s, LONGLONG offset) {
     DWORD to = offset < 0 ? 0 : offset > (LONGLONG)end ? end : (DWORD)offset;
     s->current = s->base + to;
     return to;
-}
-
-ULONGLONG Padded(DWORD size) { return (ULONGLONG)size + (size & 1); }
-
-DWORD GetWord(const BYTE *p) {
-    DWORD v;
-    memcpy(&v, p, 4);
-    return v;
 }
 
 bool ReadExact(tMRIFFSTREAM *s, void *buffer, DWORD count) {
@@ -178,12 +175,8 @@ LXEXPORT(HRESULT) mriff_ReadDataAlloc(tMRIFFSTREAM *s, tLXRIFFDATA *data) {
     if (data->size == 0) return LX_S_OK;
     /* More than the block holds would only read short. */
     if (data->size > Avail(s)) return LX_E_READ;
-    HGLOBAL h = GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, data->size);
-    void *p = h ? GlobalLock(h) : nullptr;
-    if (!p) {
-        if (h) GlobalFree(h);
-        return LX_E_OUTOFMEMORY;
-    }
+    void *p = lxio::AllocBlock(data->size);
+    if (!p) return LX_E_OUTOFMEMORY;
     data->data = p;
     HRESULT hr = mriff_ReadData(s, p, data->size);
     if (hr < 0) LxRiff_FreeData(data);
@@ -213,8 +206,8 @@ LXEXPORT(HRESULT) mriff_ReadChunkHeader(tMRIFFSTREAM *s, DWORD *pId, DWORD *pSiz
     if (!pId || !pSize) return LX_E_POINTER;
     BYTE head[8];
     if (!ReadExact(s, head, 8)) return LX_E_READ;
-    *pId = GetWord(head);
-    *pSize = GetWord(head + 4);
+    *pId = GetLE32(head);
+    *pSize = GetLE32(head + 4);
     return LX_S_OK;
 }
 
@@ -223,10 +216,10 @@ LXEXPORT(HRESULT) mriff_ReadListHeader(tMRIFFSTREAM *s, DWORD *pListType, DWORD 
     if (!pListType || !pSize) return LX_E_POINTER;
     BYTE head[8], type[4];
     if (!ReadExact(s, head, 8)) return LX_E_READ;
-    if (GetWord(head) != LXRIFF_ID_LIST) return LXRIFF_E_NOTLIST;
-    *pSize = GetWord(head + 4) - 4;
+    if (GetLE32(head) != LXRIFF_ID_LIST) return LXRIFF_E_NOTLIST;
+    *pSize = GetLE32(head + 4) - 4;
     if (!ReadExact(s, type, 4)) return LX_E_READ;
-    *pListType = GetWord(type);
+    *pListType = GetLE32(type);
     return LX_S_OK;
 }
 
@@ -235,10 +228,10 @@ LXEXPORT(HRESULT) mriff_ReadFileID(tMRIFFSTREAM *s, DWORD *pSize, DWORD *pFormTy
     BYTE head[8] = {0}, form[4];
     DWORD done;
     mriff_ReadFile(s, head, 8, &done, nullptr); /* a short read shows as a wrong id */
-    if (pSize) *pSize = GetWord(head + 4) - 4;
-    if (GetWord(head) != LXRIFF_ID_RIFF) return LXRIFF_E_NOTRIFF;
+    if (pSize) *pSize = GetLE32(head + 4) - 4;
+    if (GetLE32(head) != LXRIFF_ID_RIFF) return LXRIFF_E_NOTRIFF;
     if (!ReadExact(s, form, 4)) return LX_E_READ;
-    if (pFormType) *pFormType = GetWord(form);
+    if (pFormType) *pFormType = GetLE32(form);
     return LX_S_OK;
 }
 
@@ -284,7 +277,7 @@ LXEXPORT(HRESULT) mriff_FindListChunk(tMRIFFSTREAM *s, DWORD listType, DWORD *pS
         BYTE type[4];
         if (!ReadExact(s, type, 4)) return LX_E_READ;
         if (pRemaining) *pRemaining = (LONG)((DWORD)*pRemaining - 4);
-        if (GetWord(type) == listType) {
+        if (GetLE32(type) == listType) {
             if (pSize) *pSize = size - 4;
             return LX_S_OK;
         }

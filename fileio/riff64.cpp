@@ -6,37 +6,13 @@
  */
 #include "riff64.h"
 
-#include <stdlib.h>
+#include "fileio_internal.h"
+
 #include <string.h>
 
+using namespace lxio;
+
 namespace {
-
-const DWORD kCopyRound = 4096;
-
-bool Seek(HANDLE h, ULONGLONG to) {
-    LONG high = (LONG)(to >> 32);
-    SetLastError(NO_ERROR);
-    DWORD low = SetFilePointer(h, (LONG)(DWORD)to, &high, FILE_BEGIN);
-    return !(low == INVALID_SET_FILE_POINTER && GetLastError() != NO_ERROR);
-}
-
-bool Tell(HANDLE h, ULONGLONG *pPos) {
-    LONG high = 0;
-    SetLastError(NO_ERROR);
-    DWORD low = SetFilePointer(h, 0, &high, FILE_CURRENT);
-    if (low == INVALID_SET_FILE_POINTER && GetLastError() != NO_ERROR) return false;
-    *pPos = ((ULONGLONG)(DWORD)high << 32) | low;
-    return true;
-}
-
-bool Length(HANDLE h, ULONGLONG *pLength) {
-    DWORD high = 0;
-    SetLastError(NO_ERROR);
-    DWORD low = GetFileSize(h, &high);
-    if (low == INVALID_FILE_SIZE && GetLastError() != NO_ERROR) return false;
-    *pLength = ((ULONGLONG)high << 32) | low;
-    return true;
-}
 
 /* Positions beyond this are taken as unreachable. */
 const ULONGLONG kFarthest = 1ULL << 62;
@@ -45,9 +21,9 @@ const ULONGLONG kFarthest = 1ULL << 62;
    the file when it lies ahead, else nowhere. */
 void ForwardFrom(HANDLE h, ULONGLONG from, ULONGLONG amount) {
     const ULONGLONG to = from + amount;
-    if (to >= from && to < kFarthest && Seek(h, to)) return;
+    if (to >= from && to < kFarthest && SeekTo(h, to)) return;
     ULONGLONG end;
-    if (Length(h, &end) && end > from) Seek(h, end);
+    if (Length(h, &end) && end > from) SeekTo(h, end);
 }
 
 void Forward(HANDLE h, ULONGLONG amount) {
@@ -55,31 +31,7 @@ void Forward(HANDLE h, ULONGLONG amount) {
     if (Tell(h, &pos)) ForwardFrom(h, pos, amount);
 }
 
-bool ReadExact(HANDLE h, void *buffer, DWORD count) {
-    DWORD got = 0;
-    return ReadFile(h, buffer, count, &got, nullptr) && got == count;
-}
-
-bool WriteCalled(HANDLE h, const void *buffer, DWORD count) {
-    DWORD done = 0;
-    return WriteFile(h, buffer, count, &done, nullptr) != 0;
-}
-
-bool WriteExact(HANDLE h, const void *buffer, DWORD count) {
-    DWORD done = 0;
-    return WriteFile(h, buffer, count, &done, nullptr) && done == count;
-}
-
-ULONGLONG GetQuad(const BYTE *p) {
-    ULONGLONG v;
-    memcpy(&v, p, 8);
-    return v;
-}
-
-void PutQuad(BYTE *p, ULONGLONG v) { memcpy(p, &v, 8); }
-
-/* Up to 8; wraps to a small value for sizes at the top of the range. */
-ULONGLONG Round8(ULONGLONG size) { return (size + 7) & ~7ULL; }
+/* The zeros behind a size up to 8. */
 DWORD PadOf(ULONGLONG size) { return (DWORD)((8 - (size & 7)) & 7); }
 
 /* Counts of bytes still allowed: signed to the caller, kept unsigned here
@@ -88,39 +40,27 @@ void Charge(LONGLONG *pRemaining, ULONGLONG amount) {
     if (pRemaining) *pRemaining = (LONGLONG)((ULONGLONG)*pRemaining - amount);
 }
 
+/* Passes the chunk at the cursor, charging its header and rounded size. */
+HRESULT PassChunk(HANDLE h, LONGLONG *pRemaining) {
+    Charge(pRemaining, LXW64_CHUNK_HEADER);
+    GUID id;
+    ULONGLONG size;
+    HRESULT hr = riff64_ReadChunkHeader(h, &id, &size);
+    if (hr < 0) return hr;
+    Charge(pRemaining, riff64_SkipChunk(h, size));
+    return LX_S_OK;
+}
+
 HRESULT WriteHeader(HANDLE h, const GUID &id, ULONGLONG stored, const GUID *type) {
     BYTE head[LXW64_LIST_HEADER];
     memcpy(head, &id, 16);
-    PutQuad(head + 16, stored);
+    PutLE64(head + 16, stored);
     DWORD n = LXW64_CHUNK_HEADER;
     if (type) {
         memcpy(head + 24, type, 16);
         n = LXW64_LIST_HEADER;
     }
     return WriteCalled(h, head, n) ? LX_S_OK : LX_E_WRITE;
-}
-
-HRESULT WriteZeros(HANDLE h, DWORD count) {
-    static const BYTE zeros[8] = {0};
-    if (count == 0) return LX_S_OK;
-    return WriteExact(h, zeros, count) ? LX_S_OK : LX_E_WRITE;
-}
-
-/* Patches the 8-byte size at offset 16 with f(old); the cursor is kept. */
-template <typename F>
-HRESULT PatchRiffSize(HANDLE h, bool readOld, F f) {
-    ULONGLONG saved;
-    if (!Tell(h, &saved)) return LX_E_READ;
-    HRESULT hr = LX_S_OK;
-    BYTE quad[8] = {0};
-    if (readOld && (!Seek(h, 16) || !ReadExact(h, quad, 8))) {
-        hr = LX_E_READ;
-    } else {
-        PutQuad(quad, f(GetQuad(quad)));
-        if (!Seek(h, 16) || !WriteExact(h, quad, 8)) hr = LX_E_WRITE;
-    }
-    Seek(h, saved);
-    return hr;
 }
 
 }  // namespace
@@ -139,7 +79,7 @@ LXEXPORT(HRESULT) riff64_SaveLocation(HANDLE hFile, ULONGLONG *pPosition) {
 }
 
 LXEXPORT(HRESULT) riff64_RestoreLocation(HANDLE hFile, ULONGLONG position) {
-    return Seek(hFile, position) ? LX_S_OK : LX_E_READ;
+    return SeekTo(hFile, position) ? LX_S_OK : LX_E_READ;
 }
 
 LXEXPORT(ULONGLONG) riff64_SkipChunk(HANDLE hFile, ULONGLONG size) {
@@ -149,7 +89,7 @@ LXEXPORT(ULONGLONG) riff64_SkipChunk(HANDLE hFile, ULONGLONG size) {
 }
 
 LXEXPORT(HRESULT) riff64_SeekDataStart(HANDLE hFile) {
-    return Seek(hFile, LXW64_FILE_HEADER) ? LX_S_OK : LX_E_READ;
+    return SeekTo(hFile, LXW64_FILE_HEADER) ? LX_S_OK : LX_E_READ;
 }
 
 LXEXPORT(HRESULT) riff64_ReadData(HANDLE hFile, void *buffer, ULONGLONG count) {
@@ -174,16 +114,12 @@ LXEXPORT(HRESULT) riff64_ReadDataAlloc(HANDLE hFile, tLXRIFFDATA *data) {
     if (!data) return LX_E_POINTER;
     data->data = nullptr;
     if (data->size == 0) return LX_S_OK;
-    ULONGLONG pos, end;
     /* A size past the file would only read short: refuse it before a hostile
        size asks for gigabytes. */
-    if (!Tell(hFile, &pos) || !Length(hFile, &end) || pos > end || data->size > end - pos) return LX_E_READ;
-    HGLOBAL h = GlobalAlloc(GMEM_MOVEABLE | GMEM_ZEROINIT, data->size);
-    void *p = h ? GlobalLock(h) : nullptr;
-    if (!p) {
-        if (h) GlobalFree(h);
-        return LX_E_OUTOFMEMORY;
-    }
+    ULONGLONG left;
+    if (!BytesLeft(hFile, &left) || data->size > left) return LX_E_READ;
+    void *p = AllocBlock(data->size);
+    if (!p) return LX_E_OUTOFMEMORY;
     data->data = p;
     HRESULT hr = riff64_ReadData(hFile, p, data->size);
     if (hr < 0) LxRiff_FreeData(data);
@@ -191,16 +127,16 @@ LXEXPORT(HRESULT) riff64_ReadDataAlloc(HANDLE hFile, tLXRIFFDATA *data) {
 }
 
 LXEXPORT(HRESULT) riff64_SetRIFFSize(HANDLE hFile, ULONGLONG size) {
-    return PatchRiffSize(hFile, false, [size](ULONGLONG) { return size + LXW64_CHUNK_HEADER; });
+    return PatchField(hFile, 16, 8, size + LXW64_CHUNK_HEADER, false);
 }
 
 LXEXPORT(HRESULT) riff64_UpdateRIFFSize(HANDLE hFile, LONGLONG delta) {
-    return PatchRiffSize(hFile, true, [delta](ULONGLONG old) { return old + (ULONGLONG)delta; });
+    return PatchField(hFile, 16, 8, (ULONGLONG)delta, true);
 }
 
 LXEXPORT(HRESULT) riff64_GetFileSize(HANDLE hFile, ULONGLONG *pSize) {
     if (!pSize) return LX_E_POINTER;
-    if (!Seek(hFile, 0)) return LX_E_READ;
+    if (!SeekTo(hFile, 0)) return LX_E_READ;
     HRESULT hr = riff64_ReadFileID(hFile, pSize, nullptr);
     *pSize += LXW64_FILE_HEADER;
     return hr;
@@ -244,7 +180,7 @@ LXEXPORT(HRESULT) riff64_ReadChunkHeader(HANDLE hFile, GUID *pId, ULONGLONG *pSi
     BYTE head[LXW64_CHUNK_HEADER];
     if (!ReadExact(hFile, head, sizeof head)) return LX_E_READ;
     memcpy(pId, head, 16);
-    *pSize = GetQuad(head + 16) - LXW64_CHUNK_HEADER;
+    *pSize = GetLE64(head + 16) - LXW64_CHUNK_HEADER;
     return LX_S_OK;
 }
 
@@ -253,7 +189,7 @@ LXEXPORT(HRESULT) riff64_ReadListHeader(HANDLE hFile, GUID *pListType, ULONGLONG
     BYTE head[LXW64_CHUNK_HEADER];
     if (!ReadExact(hFile, head, sizeof head)) return LX_E_READ;
     if (!LxW64_IsEqualId((const GUID *)(const void *)head, &LXW64_ID_LIST)) return LXRIFF_E_NOTLIST;
-    *pSize = GetQuad(head + 16) - LXW64_LIST_HEADER;
+    *pSize = GetLE64(head + 16) - LXW64_LIST_HEADER;
     if (!ReadExact(hFile, pListType, 16)) return LX_E_READ;
     return LX_S_OK;
 }
@@ -262,7 +198,7 @@ LXEXPORT(HRESULT) riff64_ReadFileID(HANDLE hFile, ULONGLONG *pSize, GUID *pFormT
     BYTE head[LXW64_CHUNK_HEADER] = {0};
     DWORD got = 0;
     ReadFile(hFile, head, sizeof head, &got, nullptr); /* a short read shows as a wrong id */
-    if (pSize) *pSize = GetQuad(head + 16) - LXW64_FILE_HEADER;
+    if (pSize) *pSize = GetLE64(head + 16) - LXW64_FILE_HEADER;
     GUID id;
     memcpy(&id, head, 16);
     if (!LxW64_IsEqualId(&id, &LXW64_ID_RIFF)) return LXRIFF_E_NOTRIFF;
@@ -297,7 +233,7 @@ LXEXPORT(HRESULT) riff64_FindChunkHeader(HANDLE hFile, GUID id, ULONGLONG *pSize
 }
 
 LXEXPORT(HRESULT) riff64_FindChunkHeaderInRIFF(HANDLE hFile, GUID id, ULONGLONG *pSize, LONGLONG *pRemaining) {
-    if (!Seek(hFile, 0)) return LX_E_READ;
+    if (!SeekTo(hFile, 0)) return LX_E_READ;
     ULONGLONG room;
     HRESULT hr = riff64_ReadFileID(hFile, &room, nullptr);
     if (hr < 0) return hr;
@@ -333,7 +269,7 @@ LXEXPORT(HRESULT) riff64_FindListChunk(HANDLE hFile, GUID listType, ULONGLONG *p
 }
 
 LXEXPORT(HRESULT) riff64_FindListChunkFromStart(HANDLE hFile, GUID listType, ULONGLONG *pSize) {
-    if (!Seek(hFile, 0)) return LX_E_READ;
+    if (!SeekTo(hFile, 0)) return LX_E_READ;
     ULONGLONG room;
     HRESULT hr = riff64_ReadFileID(hFile, &room, nullptr);
     if (hr < 0) return hr;
@@ -348,15 +284,11 @@ LXEXPORT(HRESULT) riff64_GetNumListEntries(HANDLE hFile, DWORD *pCount, LONGLONG
     DWORD count = 0;
     HRESULT hr = LX_S_OK;
     while (!pRemaining || *pRemaining >= LXW64_CHUNK_HEADER) {
-        Charge(pRemaining, LXW64_CHUNK_HEADER);
-        GUID id;
-        ULONGLONG size;
-        hr = riff64_ReadChunkHeader(hFile, &id, &size);
+        hr = PassChunk(hFile, pRemaining);
         if (hr < 0) break;
-        Charge(pRemaining, riff64_SkipChunk(hFile, size));
         ++count;
     }
-    Seek(hFile, saved);
+    SeekTo(hFile, saved);
     *pCount = count;
     return hr;
 }
@@ -364,12 +296,8 @@ LXEXPORT(HRESULT) riff64_GetNumListEntries(HANDLE hFile, DWORD *pCount, LONGLONG
 LXEXPORT(HRESULT) riff64_SeekListEntry(HANDLE hFile, DWORD index, LONGLONG *pRemaining) {
     for (DWORD i = 0; i < index; ++i) {
         if (pRemaining && *pRemaining < LXW64_CHUNK_HEADER) return LX_E_NOTFOUND;
-        Charge(pRemaining, LXW64_CHUNK_HEADER);
-        GUID id;
-        ULONGLONG size;
-        HRESULT hr = riff64_ReadChunkHeader(hFile, &id, &size);
+        HRESULT hr = PassChunk(hFile, pRemaining);
         if (hr < 0) return hr;
-        Charge(pRemaining, riff64_SkipChunk(hFile, size));
     }
     return LX_S_OK;
 }
@@ -378,7 +306,7 @@ LXEXPORT(HRESULT) riff64_DeleteChunk(HANDLE hFile, GUID id, ULONGLONG *pDeleted)
     if (pDeleted) *pDeleted = 0;
     ULONGLONG length;
     if (!Length(hFile, &length)) return LX_E_READ;
-    if (!Seek(hFile, 0)) return LX_E_READ;
+    if (!SeekTo(hFile, 0)) return LX_E_READ;
     ULONGLONG room = 0;
     riff64_ReadFileID(hFile, &room, nullptr);
     LONGLONG remaining = (LONGLONG)room;
@@ -389,31 +317,9 @@ LXEXPORT(HRESULT) riff64_DeleteChunk(HANDLE hFile, GUID id, ULONGLONG *pDeleted)
     ULONGLONG cursor;
     if (!Tell(hFile, &cursor)) return LX_E_READ;
     const ULONGLONG total = Round8(size) + LXW64_CHUNK_HEADER;
-    ULONGLONG dest = cursor - LXW64_CHUNK_HEADER;
-    ULONGLONG source = dest + total;
-    /* Exactly the bytes behind the chunk; none when it was last or its size
-       runs past the end. */
-    ULONGLONG rest = source >= dest && source < length ? length - source : 0;
-    if (rest) {
-        BYTE *buffer = (BYTE *)calloc(1, kCopyRound);
-        if (!buffer) return LX_E_OUTOFMEMORY;
-        while (rest) {
-            const DWORD n = rest < kCopyRound ? (DWORD)rest : kCopyRound;
-            if (!Seek(hFile, source) || !ReadExact(hFile, buffer, n)) {
-                free(buffer);
-                return LX_E_READ;
-            }
-            if (!Seek(hFile, dest) || !WriteExact(hFile, buffer, n)) {
-                free(buffer);
-                return LX_E_WRITE;
-            }
-            source += n;
-            dest += n;
-            rest -= n;
-        }
-        free(buffer);
-    }
-    if (!Seek(hFile, dest) || !SetEndOfFile(hFile)) return LX_E_WRITE;
+    const ULONGLONG dest = cursor - LXW64_CHUNK_HEADER;
+    hr = CutOut(hFile, dest, dest + total, length);
+    if (hr < 0) return hr;
     hr = riff64_UpdateRIFFSize(hFile, (LONGLONG)(0 - total));
     if (hr < 0) return hr;
     if (pDeleted) *pDeleted = total;
@@ -448,11 +354,7 @@ LXEXPORT(ULONGLONG) riff64_AmountWritten(HANDLE hFile, ULONGLONG start) {
 }
 
 LXEXPORT(HRESULT) riff64_Pad(HANDLE hFile, ULONGLONG start) {
-    while (riff64_AmountWritten(hFile, start) & 7) {
-        const BYTE zero = 0;
-        if (!WriteExact(hFile, &zero, 1)) return LX_E_WRITE;
-    }
-    return LX_S_OK;
+    return WriteZeros(hFile, PadOf(riff64_AmountWritten(hFile, start)));
 }
 
 LXEXPORT(HRESULT) riff64_CompleteChunk(HANDLE hFile, ULONGLONG start) {
@@ -460,11 +362,7 @@ LXEXPORT(HRESULT) riff64_CompleteChunk(HANDLE hFile, ULONGLONG start) {
     if (hr < 0) return hr;
     ULONGLONG end;
     if (!Tell(hFile, &end)) return LX_E_READ;
-    BYTE quad[8];
-    PutQuad(quad, end - start);
-    hr = Seek(hFile, start + 16) && WriteExact(hFile, quad, 8) ? LX_S_OK : LX_E_WRITE;
-    Seek(hFile, end);
-    return hr;
+    return PatchField(hFile, start + 16, 8, end - start, false);
 }
 
 LXEXPORT(HRESULT) riff64_WriteChunkToFile(HANDLE hFile, GUID id, const void *data, ULONGLONG size) {

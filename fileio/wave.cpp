@@ -7,10 +7,13 @@
 #include "wave.h"
 
 #include "aiff.h"
+#include "fileio_internal.h"
 #include "riff64.h"
 
 #include <stdlib.h>
 #include <string.h>
+
+using namespace lxio;
 
 namespace {
 
@@ -30,76 +33,10 @@ HANDLE OpenWrite(LPCSTR path, DWORD disposition) {
                        FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
-bool Seek(HANDLE h, ULONGLONG to) {
-    LONG high = (LONG)(to >> 32);
-    SetLastError(NO_ERROR);
-    DWORD low = SetFilePointer(h, (LONG)(DWORD)to, &high, FILE_BEGIN);
-    return !(low == INVALID_SET_FILE_POINTER && GetLastError() != NO_ERROR);
-}
-
-bool Tell(HANDLE h, ULONGLONG *pPos) {
-    LONG high = 0;
-    SetLastError(NO_ERROR);
-    DWORD low = SetFilePointer(h, 0, &high, FILE_CURRENT);
-    if (low == INVALID_SET_FILE_POINTER && GetLastError() != NO_ERROR) return false;
-    *pPos = ((ULONGLONG)(DWORD)high << 32) | low;
-    return true;
-}
-
 /* By a seek to the end, which is where it leaves the cursor. */
-bool SeekEnd(HANDLE h, ULONGLONG *pLength) {
-    LONG high = 0;
-    SetLastError(NO_ERROR);
-    DWORD low = SetFilePointer(h, 0, &high, FILE_END);
-    if (low == INVALID_SET_FILE_POINTER && GetLastError() != NO_ERROR) return false;
-    *pLength = ((ULONGLONG)(DWORD)high << 32) | low;
-    return true;
-}
-
-/* Bytes from the cursor to the end of the file; 0 if unknown. */
-ULONGLONG BytesLeft(HANDLE h) {
-    ULONGLONG pos, end;
-    DWORD high = 0;
-    SetLastError(NO_ERROR);
-    DWORD low = GetFileSize(h, &high);
-    if (low == INVALID_FILE_SIZE && GetLastError() != NO_ERROR) return 0;
-    end = ((ULONGLONG)high << 32) | low;
-    if (!Tell(h, &pos) || pos > end) return 0;
-    return end - pos;
-}
-
-/* Puts the cursor back whichever way a function leaves. */
-class KeepCursor {
-public:
-    explicit KeepCursor(HANDLE h) : h_(h), ok_(Tell(h, &pos_)) {}
-    ~KeepCursor() {
-        if (ok_) Seek(h_, pos_);
-    }
-    bool ok() const { return ok_; }
-
-private:
-    HANDLE h_;
-    ULONGLONG pos_ = 0;
-    bool ok_;
-};
-
-HRESULT WriteZeros(HANDLE h, ULONGLONG count) {
-    static const BYTE zeros[4096] = {0};
-    while (count) {
-        const DWORD n = count < sizeof zeros ? (DWORD)count : (DWORD)sizeof zeros;
-        DWORD done = 0;
-        if (!WriteFile(h, zeros, n, &done, nullptr) || done != n) return LX_E_WRITE;
-        count -= n;
-    }
-    return LX_S_OK;
-}
+bool SeekEnd(HANDLE h, ULONGLONG *pLength) { return Seek(h, 0, FILE_END, pLength); }
 
 /* ---- Formats ------------------------------------------------------------ */
-
-bool AudioTag(WORD tag) {
-    return tag == LXWAVE_FORMAT_PCM || tag == LXWAVE_FORMAT_IEEE_FLOAT || tag == LXWAVE_FORMAT_UNPACKED ||
-           tag == LXWAVE_FORMAT_SIGNED || tag == LXWAVE_FORMAT_BIGENDIAN;
-}
 
 /* The caller's 18 bytes in a whole record, tail cleared. */
 tWAVEFORMATEX Copy18(const tWAVEFORMATEX *format) {
@@ -122,9 +59,62 @@ HRESULT CheckWritable(const tWAVEFORMATEX *format, tWAVEFORMATEX *pCopy) {
 /* A block for a format chunk of size bytes, never shorter than the record
    the checks read; null when the bytes cannot be in the file. */
 tWAVEFORMATEX *AllocFormat(HANDLE h, ULONGLONG size) {
-    if (size > BytesLeft(h)) return nullptr;
+    ULONGLONG left;
+    if (!BytesLeft(h, &left)) left = 0;
+    if (size > left) return nullptr;
     return (tWAVEFORMATEX *)calloc(1, (size_t)(size > kFormatBytes ? size : kFormatBytes));
 }
+
+/* ---- Walking either layout ---------------------------------------------- */
+
+/* Either layout walked with its layer's own calls, sizes and the bound
+   widened to 64 bits; a WAVE bound still wraps as 32 bits. */
+struct Walk {
+    HANDLE h;
+    bool w64;
+    LONGLONG remaining;
+};
+
+/* From the start of the file: true for a WAVE form, the bound then set to
+   the room behind its form type. */
+bool OpenForm(Walk *walk) {
+    if (!SeekTo(walk->h, 0)) return false;
+    if (walk->w64) {
+        ULONGLONG room = 0;
+        GUID form = {};
+        if (riff64_ReadFileID(walk->h, &room, &form) < 0 || !LxW64_IsEqualId(&form, &LXW64_ID_WAVE)) return false;
+        walk->remaining = (LONGLONG)room;
+    } else {
+        DWORD room = 0, form = 0;
+        if (riff_ReadFileID(walk->h, &room, &form) < 0 || form != LXRIFF_ID_WAVE) return false;
+        walk->remaining = (LONG)room;
+    }
+    return true;
+}
+
+/* "fmt " or "data" under the bound; the cursor is left on its payload. */
+bool Find(Walk *walk, bool data, ULONGLONG *pSize) {
+    if (walk->w64)
+        return riff64_FindChunkHeader(walk->h, data ? LXW64_ID_DATA : LXW64_ID_FMT, pSize, &walk->remaining) >= 0;
+    LONG remaining = (LONG)walk->remaining;
+    DWORD size = 0;
+    const HRESULT hr = riff_FindChunkHeader(walk->h, data ? LXRIFF_ID_DATA : LXRIFF_ID_FMT, &size, &remaining);
+    walk->remaining = remaining;
+    *pSize = size;
+    return hr >= 0;
+}
+
+/* Reads a payload and charges it, pad included, to the bound. */
+bool ReadPayload(Walk *walk, void *buffer, ULONGLONG size) {
+    if (walk->w64) {
+        walk->remaining = (LONGLONG)((ULONGLONG)walk->remaining - Round8(size));
+        return riff64_ReadData(walk->h, buffer, size) == LX_S_OK;
+    }
+    walk->remaining = (LONG)((DWORD)walk->remaining - (DWORD)Padded((DWORD)size));
+    return riff_ReadData(walk->h, buffer, (DWORD)size) == LX_S_OK;
+}
+
+/* ---- Reading the format ------------------------------------------------- */
 
 /* ---- Reading the format ------------------------------------------------- */
 
@@ -133,101 +123,55 @@ struct Found {
     ULONGLONG offset;
 };
 
-tWAVEFORMATEX *TryWave(HANDLE h, Found *out) {
+tWAVEFORMATEX *TryWave(HANDLE h, bool w64, Found *out) {
     KeepCursor keep(h);
-    DWORD room = 0, form = 0, size = 0, dataSize = 0;
-    if (!Seek(h, 0) || riff_ReadFileID(h, &room, &form) < 0 || form != LXRIFF_ID_WAVE) return nullptr;
-    LONG remaining = (LONG)room;
-    if (riff_FindChunkHeader(h, LXRIFF_ID_FMT, &size, &remaining) < 0) return nullptr;
+    Walk walk = {h, w64, 0};
+    ULONGLONG size = 0, dataSize = 0;
+    if (!OpenForm(&walk) || !Find(&walk, false, &size)) return nullptr;
+    if (w64 && size > kW64ChunkLimit) return nullptr;
     tWAVEFORMATEX *w = AllocFormat(h, size);
     if (!w) return nullptr;
     /* The walk to "data" goes on from the end of "fmt " under the same
        bound, charged with the chunk just read. */
-    bool ok = riff_ReadData(h, w, size) == LX_S_OK && LxWave_IsAudioFormat(w);
-    remaining = (LONG)((DWORD)remaining - size - (size & 1));
-    if (!ok || riff_FindChunkHeader(h, LXRIFF_ID_DATA, &dataSize, &remaining) < 0 || !Tell(h, &out->offset)) {
+    if (!ReadPayload(&walk, w, size) || !LxWave_IsAudioFormat(w) || !Find(&walk, true, &dataSize) ||
+        !Tell(h, &out->offset)) {
         free(w);
         return nullptr;
     }
     LxAudio_FixBadWfx(w);
     out->frames = dataSize / w->nBlockAlign;
-    return w;
-}
-
-tWAVEFORMATEX *TryWave64(HANDLE h, Found *out) {
-    KeepCursor keep(h);
-    ULONGLONG room = 0, size = 0, dataSize = 0;
-    GUID form;
-    memset(&form, 0, sizeof form);
-    if (!Seek(h, 0) || riff64_ReadFileID(h, &room, &form) < 0 || !LxW64_IsEqualId(&form, &LXW64_ID_WAVE))
-        return nullptr;
-    LONGLONG remaining = (LONGLONG)room;
-    if (riff64_FindChunkHeader(h, LXW64_ID_FMT, &size, &remaining) < 0 || size > kW64ChunkLimit) return nullptr;
-    tWAVEFORMATEX *w = AllocFormat(h, size);
-    if (!w) return nullptr;
-    bool ok = riff64_ReadData(h, w, size) == LX_S_OK && LxWave_IsAudioFormat(w);
-    remaining = (LONGLONG)((ULONGLONG)remaining - ((size + 7) & ~7ULL));
-    if (!ok || riff64_FindChunkHeader(h, LXW64_ID_DATA, &dataSize, &remaining) < 0 || !Tell(h, &out->offset)) {
-        free(w);
-        return nullptr;
-    }
-    LxAudio_FixBadWfx(w);
-    out->frames = dataSize / w->nBlockAlign;
-    return w;
-}
-
-tWAVEFORMATEX *TryAiff(HANDLE h, Found *out) {
-    KeepCursor keep(h);
-    tWAVEFORMATEX *w = nullptr;
-    if (Aiff_GetFileWfx(h, &w, &out->frames, &out->offset) < 0 || !w) return nullptr;
-    if (!LxWave_IsAudioFormat(w)) {
-        free(w);
-        return nullptr;
-    }
-    LxAudio_FixBadWfx(w);
     return w;
 }
 
 tWAVEFORMATEX *ReadFormat(HANDLE h, Found *out) {
-    tWAVEFORMATEX *w = TryWave(h, out);
-    if (!w) w = TryWave64(h, out);
-    if (!w) w = TryAiff(h, out);
+    tWAVEFORMATEX *w = TryWave(h, false, out);
+    if (!w) w = TryWave(h, true, out);
+    /* The AIFF reader makes the same audio check and mends alike; on a
+       failure it leaves w null. */
+    if (!w) Aiff_GetFileWfx(h, &w, &out->frames, &out->offset);
     return w;
 }
 
 /* ---- Recognition -------------------------------------------------------- */
 
-int IsWave(HANDLE h, BOOL anyFormat) {
-    DWORD room = 0, form = 0, size = 0;
-    if (!Seek(h, 0)) return 0;
-    riff_ReadFileID(h, &room, &form);
-    if (form != LXRIFF_ID_WAVE) return 0;
-    LONG remaining = (LONG)room;
-    if (riff_FindChunkHeader(h, LXRIFF_ID_FMT, &size, &remaining) < 0) return 0;
+int IsWave(HANDLE h, bool w64, BOOL anyFormat) {
+    Walk walk = {h, w64, 0};
+    ULONGLONG size = 0;
+    if (!OpenForm(&walk) || !Find(&walk, false, &size)) return 0;
+    /* Wave64 reads at least the record's 18 bytes, from the chunk and beyond. */
+    if (w64 && size < kFormatBytes) size = kFormatBytes;
     tWAVEFORMATEX *w = AllocFormat(h, size);
     if (!w) return 0;
-    int answer = 0;
-    if (riff_ReadData(h, w, size) == LX_S_OK) answer = anyFormat || LxWave_IsAudioFormat(w) ? 1 : 0;
+    const int answer = ReadPayload(&walk, w, size) && (anyFormat || LxWave_IsAudioFormat(w)) ? 1 : 0;
     free(w);
     return answer;
 }
 
-int IsWave64(HANDLE h, BOOL anyFormat) {
-    ULONGLONG room = 0, size = 0;
-    GUID form;
-    memset(&form, 0, sizeof form);
-    if (!Seek(h, 0)) return 0;
-    riff64_ReadFileID(h, &room, &form);
-    if (!LxW64_IsEqualId(&form, &LXW64_ID_WAVE)) return 0;
-    LONGLONG remaining = (LONGLONG)room;
-    if (riff64_FindChunkHeader(h, LXW64_ID_FMT, &size, &remaining) < 0) return 0;
-    /* At least the record's 18 bytes are read, from the chunk and beyond. */
-    const ULONGLONG n = size > kFormatBytes ? size : kFormatBytes;
-    tWAVEFORMATEX *w = AllocFormat(h, n);
-    if (!w) return 0;
-    int answer = 0;
-    if (riff64_ReadData(h, w, n) == LX_S_OK) answer = anyFormat || LxWave_IsAudioFormat(w) ? 1 : 0;
-    free(w);
+int FileIsWave(LPCSTR path, bool w64, BOOL anyFormat) {
+    HANDLE h = OpenRead(path);
+    if (h == INVALID_HANDLE_VALUE) return 0;
+    const int answer = IsWave(h, w64, anyFormat);
+    CloseHandle(h);
     return answer;
 }
 
@@ -270,7 +214,7 @@ HRESULT ScanForData(HANDLE h, const Layout &lay, ULONGLONG limit, ULONGLONG *pSt
     ULONGLONG pos = lay.walkFrom;
     for (;;) {
         DWORD got = 0;
-        if (!Seek(h, pos) || !ReadFile(h, block, kScanBlock, &got, nullptr)) return LX_E_READ;
+        if (!SeekTo(h, pos) || !ReadFile(h, block, kScanBlock, &got, nullptr)) return LX_E_READ;
         for (DWORD at = 0; at + lay.markerLength <= got; ++at) {
             if (memcmp(block + at, lay.marker, lay.markerLength) != 0) continue;
             const ULONGLONG start = pos + at + lay.headerLength;
@@ -310,27 +254,18 @@ HRESULT FixTrashed(HANDLE h, const tWAVEFORMATEX *fallbackArg, ULONGLONG limit, 
 
     tWAVEFORMATEX candidate;
     memset(&candidate, 0, sizeof candidate);
-    DWORD got = 0;
-    if (!Seek(h, lay.candidateAt) || !ReadFile(h, &candidate, kFormatBytes, &got, nullptr) || got != kFormatBytes)
-        return LX_E_READ;
+    if (!SeekTo(h, lay.candidateAt) || !ReadExact(h, &candidate, kFormatBytes)) return LX_E_READ;
     const tWAVEFORMATEX format = MendFormat(candidate, fallback);
     /* Only a fallback without channels or bytes gets here. */
     if (format.nBlockAlign == 0) return LXWAVE_E_FORMAT;
 
-    ULONGLONG start = 0;
-    HRESULT hr;
-    if (!Seek(h, lay.walkFrom)) return LX_E_READ;
-    if (w64) {
-        LONGLONG remaining = (LONGLONG)limit;
-        hr = riff64_FindChunkHeader(h, LXW64_ID_DATA, nullptr, &remaining);
-    } else {
-        LONG remaining = (LONG)(DWORD)limit;
-        hr = riff_FindChunkHeader(h, LXRIFF_ID_DATA, nullptr, &remaining);
-    }
-    if (hr == LX_S_OK) {
+    ULONGLONG start = 0, stored;
+    if (!SeekTo(h, lay.walkFrom)) return LX_E_READ;
+    Walk walk = {h, w64, w64 ? (LONGLONG)limit : (LONG)(DWORD)limit};
+    if (Find(&walk, true, &stored)) {
         if (!Tell(h, &start)) return LX_E_READ;
     } else {
-        hr = ScanForData(h, lay, limit, &start);
+        const HRESULT hr = ScanForData(h, lay, limit, &start);
         if (hr < 0) return hr;
     }
 
@@ -353,6 +288,19 @@ HRESULT WriteWaveFmt(HANDLE h, const tWAVEFORMATEX &format) {
     return riff_WriteChunk(h, LXRIFF_ID_FMT, &format, kFormatBytes, nullptr);
 }
 
+/* A WAVE header of H bytes at the cursor: the least one, or from 54 bytes
+   on one with a "JUNK" chunk that fills the room up to the audio. */
+HRESULT WriteWaveHeader(HANDLE h, const tWAVEFORMATEX &format, DWORD dataSize, DWORD H) {
+    HRESULT hr = riff_WriteFileID(h, LXRIFF_ID_WAVE, dataSize + H - 8);
+    if (hr >= 0) hr = WriteWaveFmt(h, format);
+    if (hr >= 0 && H > LXWAVE_HEADER) {
+        hr = riff_WriteChunkHeader(h, kJunkId, H - LXWAVE_JUNK_HEADER);
+        if (hr >= 0) hr = WriteZeros(h, H - LXWAVE_JUNK_HEADER);
+    }
+    if (hr >= 0) hr = riff_WriteChunkHeader(h, LXRIFF_ID_DATA, dataSize);
+    return hr;
+}
+
 HRESULT WriteW64Fmt(HANDLE h, const tWAVEFORMATEX &format) {
     return riff64_WriteChunk(h, LXW64_ID_FMT, &format, kFormatBytes, nullptr);
 }
@@ -360,26 +308,14 @@ HRESULT WriteW64Fmt(HANDLE h, const tWAVEFORMATEX &format) {
 }  // namespace
 
 BOOL LxWave_IsAudioFormat(const tWAVEFORMATEX *format) {
-    if (!format || !AudioTag(format->wFormatTag)) return FALSE;
+    if (!format || !SampleType_IsOwnTag(format->wFormatTag)) return FALSE;
     const DWORD align = (DWORD)(format->wBitsPerSample >> 3) * format->nChannels;
     return format->nBlockAlign != 0 && format->nBlockAlign == align;
 }
 
-LXEXPORT(int) LxFileIsWave(LPCSTR path, BOOL anyFormat) {
-    HANDLE h = OpenRead(path);
-    if (h == INVALID_HANDLE_VALUE) return 0;
-    const int answer = IsWave(h, anyFormat);
-    CloseHandle(h);
-    return answer;
-}
+LXEXPORT(int) LxFileIsWave(LPCSTR path, BOOL anyFormat) { return FileIsWave(path, false, anyFormat); }
 
-LXEXPORT(int) LxFileIsWave64(LPCSTR path, BOOL anyFormat) {
-    HANDLE h = OpenRead(path);
-    if (h == INVALID_HANDLE_VALUE) return 0;
-    const int answer = IsWave64(h, anyFormat);
-    CloseHandle(h);
-    return answer;
-}
+LXEXPORT(int) LxFileIsWave64(LPCSTR path, BOOL anyFormat) { return FileIsWave(path, true, anyFormat); }
 
 LXEXPORT(tWAVEFORMATEX *) LxGetFileWfx(LPCSTR path, ULONGLONG *pFrames, ULONGLONG *pDataOffset) {
     HANDLE h = OpenRead(path);
@@ -402,7 +338,7 @@ LXEXPORT(HRESULT) LxSetFileWfx(LPCSTR path, const tWAVEFORMATEX *format) {
     if (h == INVALID_HANDLE_VALUE) return LXWAVE_E_OPEN;
 
     Found found;
-    tWAVEFORMATEX *current = TryWave(h, &found);
+    tWAVEFORMATEX *current = TryWave(h, false, &found);
     if (current) {
         free(current);
         /* The read put the cursor back at 0, and the chunk goes there: no
@@ -426,9 +362,7 @@ LXEXPORT(HRESULT) LxInitializeWav(LPCSTR path, const tWAVEFORMATEX *format, DWOR
     if (hr < 0) return hr;
     HANDLE h = OpenWrite(path, MapDisposition(disposition));
     if (h == INVALID_HANDLE_VALUE) return LXWAVE_E_OPEN;
-    hr = riff_WriteFileID(h, LXRIFF_ID_WAVE, LXWAVE_HEADER - 8);
-    if (hr >= 0) hr = WriteWaveFmt(h, copy);
-    if (hr >= 0) hr = riff_WriteChunkHeader(h, LXRIFF_ID_DATA, 0);
+    hr = WriteWaveHeader(h, copy, 0, LXWAVE_HEADER);
     CloseHandle(h);
     return hr;
 }
@@ -461,11 +395,7 @@ LXEXPORT(HRESULT) LxInitializeWavWithJunk(LPCSTR path, const tWAVEFORMATEX *form
         CloseHandle(h);
         return LX_E_INVALIDARG;
     }
-    hr = riff_WriteFileID(h, LXRIFF_ID_WAVE, header - 8);
-    if (hr >= 0) hr = WriteWaveFmt(h, copy);
-    if (hr >= 0) hr = riff_WriteChunkHeader(h, kJunkId, header - LXWAVE_JUNK_HEADER);
-    if (hr >= 0) hr = WriteZeros(h, header - LXWAVE_JUNK_HEADER);
-    if (hr >= 0) hr = riff_WriteChunkHeader(h, LXRIFF_ID_DATA, 0);
+    hr = WriteWaveHeader(h, copy, 0, header);
     CloseHandle(h);
     return hr;
 }
@@ -482,15 +412,8 @@ LXEXPORT(HRESULT) LxInsertWavHeader(HANDLE hFile, const tWAVEFORMATEX *format, D
     if ((H & 1) || length < LXWAVE_HEADER || H < LXWAVE_HEADER) return LXRIFF_E_NEGSIZE;
     if (H > LXWAVE_HEADER && H < LXWAVE_JUNK_HEADER) return LXRIFF_E_NEGSIZE;
 
-    if (!Seek(hFile, 0)) return LX_E_WRITE;
-    hr = riff_WriteFileID(hFile, LXRIFF_ID_WAVE, dataSize + H - 8);
-    if (hr >= 0) hr = WriteWaveFmt(hFile, copy);
-    if (hr >= 0 && H > LXWAVE_HEADER) {
-        hr = riff_WriteChunkHeader(hFile, kJunkId, H - LXWAVE_JUNK_HEADER);
-        if (hr >= 0) hr = WriteZeros(hFile, H - LXWAVE_JUNK_HEADER);
-    }
-    if (hr >= 0) hr = riff_WriteChunkHeader(hFile, LXRIFF_ID_DATA, dataSize);
-    return hr;
+    if (!SeekTo(hFile, 0)) return LX_E_WRITE;
+    return WriteWaveHeader(hFile, copy, dataSize, H);
 }
 
 LXEXPORT(HRESULT) LxInsertW64Header(HANDLE hFile, const tWAVEFORMATEX *format, ULONGLONG dataSize,
@@ -506,7 +429,7 @@ LXEXPORT(HRESULT) LxInsertW64Header(HANDLE hFile, const tWAVEFORMATEX *format, U
     if ((H & 7) || length < LXW64_HEADER || H < LXW64_HEADER) return LXRIFF_E_NEGSIZE;
     if (H != LXW64_HEADER && H < LXW64_JUNK_HEADER) return LXRIFF_E_NEGSIZE;
 
-    if (!Seek(hFile, 0)) return LX_E_WRITE;
+    if (!SeekTo(hFile, 0)) return LX_E_WRITE;
     hr = riff64_WriteFileID(hFile, LXW64_ID_WAVE, dataSize + H - LXW64_CHUNK_HEADER);
     if (hr >= 0) hr = WriteW64Fmt(hFile, copy);
     if (hr >= 0 && H > LXW64_HEADER) {
