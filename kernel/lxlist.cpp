@@ -221,29 +221,37 @@ void SearchRange(const tLXLIST *list, LONG start, LONG count, LONG *first, LONG 
     *end = (count < 0 || count > list->count - start) ? list->count : start + count;
 }
 
-/* Bisection over [first, end) in the classic form: num is the span lo..hi,
-   and an even span looks at the lower of its two middles. */
-LONG DoFindSorted(const tLXLIST *list, const void *key, LONG first, LONG end,
-                  LXLIST_COMPARE compare) {
-    LONG lo = first, hi = end - 1, num = end - first;
-    DWORD criteria = list->sortCriteria;
-    LONG half;
-    while ((half = num / 2) != 0) {
-        bool odd = (num & 1) != 0;
-        LONG mid = odd ? lo + half : lo + half - 1;
-        int r = compare(criteria, key, ItemAt(list, mid));
+/* Bisection over [first, end) in the classic form: num is the span from
+   lo, and an even span looks at the lower of its two middles. Returns a
+   match, or -1 with *pLo where the key belongs, give or take the one slot
+   still to compare when *pNum is 1 (else it is 0). */
+LONG Bisect(const tLXLIST *list, const void *key, LONG first, LONG end,
+            LXLIST_COMPARE compare, LONG *pLo, LONG *pNum) {
+    LONG lo = first, num = end - first;
+    const DWORD criteria = list->sortCriteria;
+    for (LONG half; (half = num / 2) != 0;) {
+        const bool odd = (num & 1) != 0;
+        const LONG mid = odd ? lo + half : lo + half - 1;
+        const int r = compare(criteria, key, ItemAt(list, mid));
         if (r == 0) return mid;
         if (r < 0) {
-            hi = mid - 1;
             num = odd ? half : half - 1;
         } else {
             lo = mid + 1;
             num = half;
         }
-        if (lo > hi) return -1;
     }
-    if (num != 0 && compare(criteria, key, ItemAt(list, lo)) == 0) return lo;
+    *pLo = lo;
+    *pNum = num;
     return -1;
+}
+
+LONG DoFindSorted(const tLXLIST *list, const void *key, LONG first, LONG end,
+                  LXLIST_COMPARE compare) {
+    LONG lo, num;
+    const LONG found = Bisect(list, key, first, end, compare, &lo, &num);
+    if (found >= 0 || num == 0) return found;
+    return compare(list->sortCriteria, key, ItemAt(list, lo)) == 0 ? lo : -1;
 }
 
 LONG DoFindSortedInsert(const tLXLIST *list, const void *key, LONG start, LONG count,
@@ -253,28 +261,11 @@ LONG DoFindSortedInsert(const tLXLIST *list, const void *key, LONG start, LONG c
     LONG first, end;
     SearchRange(list, start, count, &first, &end);
     if (first >= end) return 0;
-    LONG lo = first, hi = end - 1, num = end - first;
-    DWORD criteria = list->sortCriteria;
-    LONG answer = lo;
-    LONG half;
-    while ((half = num / 2) != 0) {
-        bool odd = (num & 1) != 0;
-        LONG mid = odd ? lo + half : lo + half - 1;
-        int r = compare(criteria, key, ItemAt(list, mid));
-        if (r == 0) return mid;
-        if (r < 0) {
-            hi = mid - 1;
-            num = odd ? half : half - 1;
-            answer = mid;
-        } else {
-            lo = mid + 1;
-            num = half;
-            answer = mid + 1;
-        }
-        if (lo > hi) return answer;
-    }
-    if (num == 1) return compare(criteria, key, ItemAt(list, lo)) > 0 ? lo + 1 : lo;
-    return answer;
+    LONG lo, num;
+    const LONG found = Bisect(list, key, first, end, compare, &lo, &num);
+    if (found >= 0) return found;
+    if (num == 1 && compare(list->sortCriteria, key, ItemAt(list, lo)) > 0) return lo + 1;
+    return lo;
 }
 
 void SwapSlots(tLXLIST *list, LONG a, LONG b) {

@@ -56,7 +56,7 @@ static T ReadDigits(const char *text, const char **stop) {
     for (;;) {
         if (AtSeparator(p, sep, cchSep)) {
             p += cchSep;
-        } else if (*p >= '0' && *p <= '9') {
+        } else if (IsDigit(*p)) {
             value = value * 10u + (T)(*p - '0');
             p++;
         } else {
@@ -144,7 +144,7 @@ static const char *NormaliseToken(const char *text, char *number, const char **t
         } else if (AtSeparator(p, decimal, cchDecimal)) {
             *o++ = '.';
             p += cchDecimal;
-        } else if (*p >= '0' && *p <= '9') {
+        } else if (IsDigit(*p)) {
             *o++ = *p++;
         } else {
             break;
